@@ -144,8 +144,14 @@ public:
     /// Appends \p value at the end (same as `v[v.size] = value`).
     void append(const T &value)
     {
-        T copy(value); // value may live inside this vector
-        (*this)[size] = std::move(copy);
+        if (size < capacity) {
+            data[size] = value;
+            ++size;
+            return;
+        }
+        T copy(value); // value may live inside the block that growth frees
+        growTo(size);
+        data[size - 1] = std::move(copy);
     }
 
     /// Same as append(), for code written against the standard containers.
@@ -217,6 +223,9 @@ private:
         return p;
     }
 
+#if defined(__GNUC__)
+    __attribute__((noinline, cold))
+#endif
     void growTo(unsigned int i)
     {
         if (i + 1 == 0) // 2^32 elements can't be counted
@@ -660,7 +669,22 @@ struct YHashTraits<YString> {
     /// YString::hashValue().
     static unsigned int hash(const YString &value) { return value.hashValue(); }
     /// Comparison ignoring (ASCII) case.
-    static bool equal(const YString &a, const YString &b) { return a.compare(b, YString::IgnoreCase) == 0; }
+    static bool equal(const YString &a, const YString &b)
+    {
+        const unsigned char *p = reinterpret_cast<const unsigned char *>(a.tocs());
+        const unsigned char *q = reinterpret_cast<const unsigned char *>(b.tocs());
+        if (p == q)
+            return true; // copies share their text
+        for (;; ++p, ++q) {
+            if (*p != *q && lower(*p) != lower(*q))
+                return false;
+            if (*p == 0)
+                return true;
+        }
+    }
+
+private:
+    static unsigned char lower(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c; }
 };
 
 /// The bucket count that follows \p current in the table of rehash sizes
