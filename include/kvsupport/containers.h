@@ -872,8 +872,12 @@ public:
     int getBucketCount() const { return bucketCount; }
     /// The load factor (0 or below: no growth).
     int getLoadFactor() const { return loadFactor; }
-    /// The list of bucket \p i (0 <= i < getBucketCount()).
-    const YList<T> &getBucket(int i) const { return buckets[i]; }
+    /// The list of bucket \p i; an empty list when \p i is not a bucket.
+    const YList<T> &getBucket(int i) const
+    {
+        static const YList<T> none;
+        return i >= 0 && i < bucketCount ? buckets[i] : none;
+    }
 
     /// Iterator at the first value.
     iterator begin() { return iterator(this); }

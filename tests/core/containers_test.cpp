@@ -807,6 +807,8 @@ TEST(YHashTableTest, BadBucketCountBecomesOne)
 {
     YHashTable<Key> t(0, 0);
     EXPECT_EQ(1, t.getBucketCount());
+    EXPECT_TRUE(t.getBucket(1).isEmpty());
+    EXPECT_TRUE(t.getBucket(-1).isEmpty());
     t.add(Key{5});
     EXPECT_TRUE(t.contains(Key{5}));
 }
