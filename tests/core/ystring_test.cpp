@@ -395,6 +395,22 @@ TEST(YStringHash, FormulaAndCaseBlindness)
     EXPECT_EQ(YString("\xff").hashValue(), 0x7FFFFFFFu); // signed byte -1
 }
 
+TEST(YStringHash, EveryLengthMatchesTheFormula)
+{
+    std::string text;
+    for (int n = 0; n < 40; ++n) {
+        std::uint32_t h = 0, exact = 0;
+        for (char c : text) {
+            h = h * 0x1003Fu + static_cast<std::uint32_t>(static_cast<int>(static_cast<signed char>(
+                    c >= 'a' && c <= 'z' ? c - 32 : c)));
+            exact = exact * 0x1003Fu + static_cast<std::uint32_t>(static_cast<int>(static_cast<signed char>(c)));
+        }
+        EXPECT_EQ(YString(text.c_str()).hashValue(), h & 0x7FFFFFFFu) << n;
+        EXPECT_EQ(YString(text.c_str()).pathHashValue(), exact & 0x7FFFFFFFu) << n;
+        text += static_cast<char>("aZ9\xe9_-q"[n % 8]);
+    }
+}
+
 TEST(YStringHash, PathHashFollowsCaseRule)
 {
     EXPECT_NE(YString("abc").pathHashValue(), YString("ABC").pathHashValue());

@@ -579,3 +579,17 @@ TEST(EstimateSize, SizeLettersAndStarAreNotUnderstood)
     EXPECT_EQ(estimate("% d", 1), 1);
     EXPECT_EQ(estimate("%", 1), 0);
 }
+
+TEST(PrintfParse, HugeWidthsAndPrecisionsAreCapped)
+{
+    Growing g;
+    g.printf("%2000000000d", PrintfArg(7));
+    EXPECT_EQ(g.text().size(), 1000000u);
+    EXPECT_EQ(g.text().back(), '7');
+    Growing h;
+    h.printf("%.*d", PrintfArg(5000000), PrintfArg(1));
+    EXPECT_EQ(h.text().size(), 1000000u);
+    char small[8];
+    EXPECT_TRUE(sp_sprintf(small, sizeof small, "%999999999999s|", PrintfArg("x")));
+    EXPECT_STREQ(small, "|");
+}
