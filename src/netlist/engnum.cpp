@@ -57,15 +57,9 @@ inline double letterMultiplier(int lower, bool pspice)
     }
 }
 
-// Characters that can appear in a decimal real number.
-inline bool isNumberChar(unsigned char c)
-{
-    return isAsciiDigit(c) || c == '.' || c == 'e' || c == 'E' || c == '+' || c == '-';
-}
-
-// True where std::from_chars reads exactly what strtod reads in the C locale:
-// an optional '-' then a digit or '.', and no hexadecimal prefix. Everything
-// else (white space, '+', "-inf", "-0x1p3") goes to strtod.
+// True where the decimal reader below reads exactly what strtod reads in
+// the C locale: an optional '-' then a digit or '.', and no hexadecimal
+// prefix. Everything else (white space, '+', "-inf", "-0x1p3") goes to strtod.
 inline bool plainDecimal(const char *p)
 {
     if (*p == '-')
@@ -77,23 +71,90 @@ inline bool plainDecimal(const char *p)
     return !(p[0] == '0' && (p[1] == 'x' || p[1] == 'X'));
 }
 
+// Exact powers of ten: every integer power up to 10^22 is a double.
+const double kExactPowers[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// One pass over a decimal number in strtod's grammar:
+// [-] digits [. digits] [(e|E) [+|-] digits], at least one mantissa digit.
+// Returns the end of the number (text when there is none). When the
+// significant digits fit 2^53 and the power of ten is at most 22, *value is
+// the correctly rounded result (one exact operand, one rounding) and *exact
+// is true; otherwise the caller converts the text it found.
+inline const char *scanDecimal(const char *text, double *value, bool *exact)
+{
+    const char *p = text;
+    const bool negative = *p == '-';
+    if (negative)
+        ++p;
+    unsigned long long mantissa = 0;
+    int significant = 0;
+    int scale = 0; // power of ten to apply to the mantissa
+    bool anyDigit = false;
+    for (; isAsciiDigit(static_cast<unsigned char>(*p)); ++p) {
+        anyDigit = true;
+        if (mantissa == 0 && *p == '0')
+            continue;
+        if (++significant <= 19)
+            mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+        else
+            ++scale;
+    }
+    if (*p == '.') {
+        for (++p; isAsciiDigit(static_cast<unsigned char>(*p)); ++p) {
+            anyDigit = true;
+            if (mantissa == 0 && *p == '0') {
+                --scale;
+                continue;
+            }
+            if (++significant <= 19) {
+                mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+                --scale;
+            }
+        }
+    }
+    if (!anyDigit)
+        return text;
+    if (*p == 'e' || *p == 'E') {
+        const char *q = p + 1;
+        const bool negativeExponent = *q == '-';
+        if (*q == '-' || *q == '+')
+            ++q;
+        if (isAsciiDigit(static_cast<unsigned char>(*q))) {
+            int exponent = 0;
+            for (; isAsciiDigit(static_cast<unsigned char>(*q)); ++q) {
+                if (exponent < 100000)
+                    exponent = exponent * 10 + (*q - '0');
+            }
+            scale += negativeExponent ? -exponent : exponent;
+            p = q;
+        }
+    }
+    *exact = false;
+    if (significant <= 19 && mantissa <= (1ULL << 53) && scale >= -22 && scale <= 22) {
+        double m = static_cast<double>(mantissa);
+        double v = scale >= 0 ? m * kExactPowers[scale] : m / kExactPowers[-scale];
+        *value = negative ? -v : v;
+        *exact = true;
+    }
+    return p;
+}
+
 // Reads the leading real number as strtod does in the C locale; returns the
 // first character not used (text itself when nothing was read).
 inline const char *readReal(const char *text, double *value)
 {
     if (plainDecimal(text)) {
-        // Bound the number by the characters it can be made of, so that a
-        // long line after it is never scanned.
-        const char *bound = text;
-        while (isNumberChar(static_cast<unsigned char>(*bound)))
-            ++bound;
-        std::from_chars_result r = std::from_chars(text, bound, *value);
+        bool exact = false;
+        const char *end = scanDecimal(text, value, &exact);
+        if (end == text || exact) {
+            if (end == text)
+                *value = 0;
+            return end;
+        }
+        std::from_chars_result r = std::from_chars(text, end, *value);
         if (r.ec == std::errc())
             return r.ptr;
-        if (r.ec == std::errc::invalid_argument) {
-            *value = 0;
-            return text;
-        }
         // Out of range: strtod gives the overflow and underflow values.
     }
     char *end = nullptr;

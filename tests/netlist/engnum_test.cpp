@@ -9,11 +9,13 @@
 #include <QProcess>
 #include <QString>
 
+#include <cctype>
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <random>
 #include <string>
 
 namespace {
@@ -147,6 +149,74 @@ TEST(EngNumParse, ExponentsAndPlainNumbers)
     EXPECT_EQ(0.0, eng("1e-999", &used));
     // A subnormal.
     EXPECT_EQ(std::strtod("4e-320", nullptr), eng("4e-320", &used));
+}
+
+namespace {
+
+// Checks one text against the C library's strtod (the test runs in the C
+// locale): the same value, bit for bit, and the same end, except that a
+// letter after a non-zero number is taken as an unknown unit.
+void expectSameAsStrtod(const std::string &text)
+{
+    char *cEnd = nullptr;
+    double expected = std::strtod(text.c_str(), &cEnd);
+    int used = 0;
+    const double got = eng(text.c_str(), &used);
+    int expectedUsed = static_cast<int>(cEnd - text.c_str());
+    const bool letter = (*cEnd | 0x20) >= 'a' && (*cEnd | 0x20) <= 'z';
+    if (expected != 0 && letter) {
+        // Only 'e' and 'E' occur here: an unknown unit, then "4k7" digits.
+        ++expectedUsed;
+        int digits = 0;
+        while (std::isdigit(static_cast<unsigned char>(cEnd[1 + digits])))
+            ++digits;
+        if (digits > 0) {
+            expected += std::atoi(std::string(cEnd + 1, static_cast<std::size_t>(digits)).c_str()) /
+                        std::pow(10.0, digits);
+            expectedUsed += digits;
+        }
+    }
+    ASSERT_EQ(expectedUsed, used) << text;
+    if (expected == 0)
+        ASSERT_EQ(0.0, got) << text;
+    else
+        ASSERT_EQ(0, std::memcmp(&expected, &got, sizeof got)) << text << " " << expected << " " << got;
+}
+
+} // namespace
+
+TEST(EngNumParse, PlainNumbersReadExactlyAsStrtod)
+{
+    std::mt19937_64 random(12345);
+    // Random texts over the characters of a number.
+    const char alphabet[] = "0123456789.eE+-";
+    for (int i = 0; i < 100000; ++i) {
+        std::string t;
+        int n = 1 + static_cast<int>(random() % 12);
+        for (int k = 0; k < n; ++k)
+            t += alphabet[random() % (sizeof alphabet - 1)];
+        expectSameAsStrtod(t);
+    }
+    // Random doubles printed in several forms, with long mantissas too.
+    const char *formats[] = {"%.17g", "%.3g", "%.25e", "%.9f", "%.0f"};
+    for (int i = 0; i < 100000; ++i) {
+        std::uint64_t bits = random();
+        double d;
+        std::memcpy(&d, &bits, sizeof d);
+        if (!std::isfinite(d))
+            continue;
+        if (i % 2 == 0)
+            d = std::ldexp(static_cast<double>(bits % 100000000), static_cast<int>(random() % 120) - 60);
+        char buf[400];
+        std::snprintf(buf, sizeof buf, formats[i % 5], d);
+        expectSameAsStrtod(buf);
+    }
+    const char *hard[] = {"9007199254740993", "9007199254740992.5", "1e22", "1e23", "123456789012345678901234567890",
+                          "0.000000000000000000000000000001", "2.2250738585072011e-308", "4.9e-324", "2.4e-324",
+                          "1.7976931348623157e308", "1.7976931348623159e308", "0.1e-22", "1e-22", "00000000000000000000001.5",
+                          "1.00000000000000000000000000001", "7.2057594037927933e16", "-.5e1", "1e0000000000000000000001"};
+    for (const char *h : hard)
+        expectSameAsStrtod(h);
 }
 
 TEST(EngNumParse, ZeroTakesNoSuffix)
