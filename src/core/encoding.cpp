@@ -4,6 +4,9 @@
 // encoding_detect.cpp.
 #include <kvsupport/encoding.h>
 
+#include <kvsupport/containers.h>
+
+#include "core/code_page.h"
 #include "core/text_util.h"
 #include "platform/file_calls.h"
 
@@ -132,6 +135,43 @@ Tocs::operator const char *() const
     return bytes->constData();
 }
 
+namespace {
+
+// The texts of toCs hash by h = h * 0x1003F + byte over their bytes taken
+// as signed, kept to 31 bits.
+struct Utf8BytesTraits {
+    static unsigned int hash(const QByteArray &bytes)
+    {
+        unsigned int h = 0;
+        for (char c : bytes)
+            h = h * 0x1003Fu + static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(c)));
+        return h & 0x7FFFFFFFu;
+    }
+    static bool equal(const QByteArray &a, const QByteArray &b) { return a == b; }
+};
+
+using TextTable = YHashTable<QByteArray, Utf8BytesTraits>;
+
+// Made on first use and never destroyed, so that its texts outlive every
+// other static object too.
+TextTable &keptTexts()
+{
+    static TextTable *table = new TextTable(101, 2);
+    return *table;
+}
+
+} // namespace
+
+const char *toCs(const QString &text)
+{
+    TextTable &table = keptTexts();
+    const QByteArray bytes = text.toUtf8();
+    if (table.find(bytes) == nullptr)
+        table.add(bytes);
+    const QByteArray *kept = table.find(bytes);
+    return kept != nullptr ? kept->constData() : "";
+}
+
 QString toQs(const YString &text)
 {
     return QString::fromUtf8(text.tocs());
@@ -175,6 +215,21 @@ YString sp_AutoConvertToUtf8(const char *text)
     if (text == nullptr)
         return YString();
     return sp_AutoConvertToUtf8(YString(text));
+}
+
+void sp_ConvertMBCSBlock_to_UTF8(const char *text, int length, YVector<char> *out, int codePage)
+{
+    if (out == nullptr)
+        return;
+    QTextCodec *codec = kv::detail::codecForCodePage(codePage);
+    if (text == nullptr || length < 0 || codec == nullptr) {
+        out->resize(0);
+        return;
+    }
+    const QByteArray utf8 = codec->toUnicode(text, length).toUtf8();
+    out->resize(static_cast<unsigned int>(utf8.size()));
+    if (utf8.size() > 0)
+        std::memcpy(out->data, utf8.constData(), static_cast<std::size_t>(utf8.size()));
 }
 
 bool sp_SetLocaleEncoding(const YString &name)

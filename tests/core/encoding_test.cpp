@@ -1,5 +1,6 @@
 // Text encodings: UTFString, Tocs and toCs, the local and code-page
 // conversions, the UTF-8 detector and the file functions with UTF-8 names.
+#include <kvsupport/containers.h>
 #include <kvsupport/encoding.h>
 #include <kvsupport/printf.h>
 
@@ -14,6 +15,7 @@
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <vector>
 #include <sys/stat.h>
 
 namespace {
@@ -117,6 +119,32 @@ TEST(Tocs, PrintfArgCopiesTheSameBytes)
     EXPECT_STREQ(static_cast<const char *>(Tocs(q)), buffer);
 }
 
+TEST(ToCs, EqualTextsGiveTheSamePointerForEver)
+{
+    const char *a = toCs(QString::fromUtf8(kUtf8Text));
+    EXPECT_STREQ(kUtf8Text, a);
+    const char *b = toCs(QString::fromUtf8(kUtf8Text));
+    EXPECT_EQ(a, b);
+    const char *other = toCs(QString("other text"));
+    EXPECT_NE(a, other);
+    EXPECT_STREQ("other text", other);
+    const char *empty = toCs(QString());
+    ASSERT_NE(nullptr, empty);
+    EXPECT_STREQ("", empty);
+    EXPECT_EQ(empty, toCs(QString("")));
+    // Many more texts make the table grow; the pointers stay.
+    std::vector<const char *> kept;
+    for (int i = 0; i < 2000; ++i)
+        kept.push_back(toCs(QString("text %1").arg(i)));
+    for (int i = 0; i < 2000; ++i) {
+        const QByteArray expected = QString("text %1").arg(i).toUtf8();
+        ASSERT_STREQ(expected.constData(), kept[static_cast<std::size_t>(i)]);
+        ASSERT_EQ(kept[static_cast<std::size_t>(i)], toCs(QString("text %1").arg(i)));
+    }
+    EXPECT_EQ(a, toCs(QString::fromUtf8(kUtf8Text)));
+    EXPECT_STREQ(kUtf8Text, a);
+}
+
 TEST(QStringCrossing, ToQsAndToYs)
 {
     EXPECT_EQ(QString::fromUtf8(kUtf8Text), toQs(YString(kUtf8Text)));
@@ -195,11 +223,43 @@ TEST(CodePages, Utf8ToCodePage)
     EXPECT_EQ("", str(sp_ConvertUTF8_to_MBCS(nullptr, 1252)));
 }
 
+namespace {
+
+std::string block(const char *text, int length, int codePage)
+{
+    YVector<char> out;
+    out.resize(3); // replaced, not appended to
+    sp_ConvertMBCSBlock_to_UTF8(text, length, &out, codePage);
+    return std::string(out.data != nullptr ? out.data : "", static_cast<std::size_t>(out.count()));
+}
+
+} // namespace
+
+TEST(CodePages, BlockToUtf8)
+{
+    EXPECT_EQ("caf\xc3\xa9", block("caf\xe9", 4, 1252));
+    EXPECT_EQ("\xe2\x82\xac", block("\x80", 1, 1252));
+    EXPECT_EQ("\xe2\x82\xac", block("\xa4", 1, 28605));
+    EXPECT_EQ("\xe3\x81\x82", block("\x82\xa0", 2, 932));
+    // The length counts, NULs included; no terminator is added.
+    EXPECT_EQ(std::string("a\0b", 3), block("a\0b", 3, 1252));
+    EXPECT_EQ("ab", block("abcdef", 2, 1252));
+    EXPECT_EQ("", block("abc", 0, 1252));
+    // UTF-16 little-endian.
+    EXPECT_EQ("A\xc3\xa9", block("A\0\xe9\0", 4, 1200));
+    // Bad input gives an empty result.
+    EXPECT_EQ("", block("abc", 3, 12345));
+    EXPECT_EQ("", block("abc", -1, 1252));
+    EXPECT_EQ("", block(nullptr, 3, 1252));
+    sp_ConvertMBCSBlock_to_UTF8("abc", 3, nullptr, 1252);
+}
+
 TEST(CodePages, ZeroIsTheLocaleCodec)
 {
     LocaleCodecGuard guard;
     ASSERT_TRUE(sp_SetLocaleEncoding("ISO-8859-1"));
     EXPECT_EQ("\xe9", str(sp_ConvertUTF8_to_MBCS("\xc3\xa9", 0)));
+    EXPECT_EQ("\xc3\xa9", block("\xe9", 1, 0));
 }
 
 namespace {
