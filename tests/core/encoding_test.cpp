@@ -90,7 +90,8 @@ TEST(UTFString, CopiesOwnTheirForms)
     EXPECT_STREQ("first", c.get());
     EXPECT_EQ(0, std::wcscmp(L"first", c.getWide()));
     EXPECT_NE(a.getWide(), c.getWide());
-    c = c;
+    UTFString &same = c;
+    c = same;
     EXPECT_STREQ("first", c.get());
     c = UTFString(nullptr);
     EXPECT_EQ(nullptr, c.get());
