@@ -36,17 +36,23 @@ bool readFile(const char *name, std::string *text)
 
 } // namespace
 
-KVTOOL_COMMAND(utf8, "utf8 [--convert] FILE...",
+KVTOOL_COMMAND(utf8, "utf8 [--convert [--from ENCODING]] FILE...",
                "tell ASCII, UTF-8 and local 8-bit text files apart; --convert writes each file\n"
-               "to standard output as UTF-8 (local text through the locale's encoding)")
+               "to standard output as UTF-8, reading text that is not UTF-8 in the locale's\n"
+               "encoding or in ENCODING (a name such as windows-1252 or ISO-8859-1)")
 (int argc, char **argv)
 {
     int first = 1;
     const bool convert = argc > 1 && std::strcmp(argv[1], "--convert") == 0;
     if (convert)
         first = 2;
+    if (convert && argc > 3 && std::strcmp(argv[2], "--from") == 0) {
+        if (!sp_SetLocaleEncoding(argv[3]))
+            return kvtool::fail(2, std::string("unknown encoding ") + argv[3]);
+        first = 4;
+    }
     if (argc <= first)
-        return kvtool::fail(2, "utf8 needs a FILE; usage: kvtool utf8 [--convert] FILE...");
+        return kvtool::fail(2, "utf8 needs a FILE; usage: kvtool utf8 [--convert [--from ENCODING]] FILE...");
     int result = 0;
     for (int i = first; i < argc; ++i) {
         std::string text;
