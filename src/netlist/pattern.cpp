@@ -1,0 +1,334 @@
+// Wildcard matchers, regular-expression searches, dialogue filters, escapes
+// and wire-name templates.
+#include <kvsupport/pattern.h>
+
+#include "core/field_split.h"
+#include "core/text_util.h"
+#include "netlist/utf8_map.h"
+
+#include <QRegExp>
+
+#include <string>
+
+namespace kv {
+namespace detail {
+
+namespace {
+
+// Length of the UTF-8 sequence that starts with \p lead and the code point it
+// gives, or 0 when the bytes at \p p are not a valid sequence.
+int decodeOne(const unsigned char *p, unsigned int *codePoint)
+{
+    const unsigned char lead = p[0];
+    int length = 0;
+    unsigned int value = 0;
+    unsigned int minimum = 0;
+    if (lead < 0x80) {
+        *codePoint = lead;
+        return 1;
+    } else if ((lead & 0xE0) == 0xC0) {
+        length = 2, value = lead & 0x1Fu, minimum = 0x80;
+    } else if ((lead & 0xF0) == 0xE0) {
+        length = 3, value = lead & 0x0Fu, minimum = 0x800;
+    } else if ((lead & 0xF8) == 0xF0) {
+        length = 4, value = lead & 0x07u, minimum = 0x10000;
+    } else {
+        return 0;
+    }
+    for (int i = 1; i < length; ++i) {
+        if ((p[i] & 0xC0) != 0x80)
+            return 0;
+        value = (value << 6) | (p[i] & 0x3Fu);
+    }
+    if (value < minimum || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF))
+        return 0;
+    *codePoint = value;
+    return length;
+}
+
+} // namespace
+
+MappedText mapUtf8(const char *utf8)
+{
+    MappedText m;
+    const unsigned char *p = reinterpret_cast<const unsigned char *>(utf8);
+    int offset = 0;
+    while (p[offset]) {
+        unsigned int cp = 0;
+        int n = decodeOne(p + offset, &cp);
+        if (n == 0) {
+            m.text.append(QChar(0xFFFD));
+            m.offsets.push_back(offset);
+            ++offset;
+            continue;
+        }
+        if (cp >= 0x10000) {
+            m.text.append(QChar(QChar::highSurrogate(cp)));
+            m.offsets.push_back(offset);
+            m.text.append(QChar(QChar::lowSurrogate(cp)));
+            m.offsets.push_back(offset);
+        } else {
+            m.text.append(QChar(static_cast<ushort>(cp)));
+            m.offsets.push_back(offset);
+        }
+        offset += n;
+    }
+    m.offsets.push_back(offset);
+    return m;
+}
+
+} // namespace detail
+} // namespace kv
+
+namespace {
+
+// One non-star pattern element at \p p against the text byte \p c; *step
+// receives the element's length in the pattern.
+bool elementMatches(const char *p, char c, bool caseSensitive, int *step)
+{
+    char wanted = *p;
+    *step = 1;
+    if (wanted == '\\') {
+        wanted = p[1];
+        *step = wanted ? 2 : 1;
+    } else if (wanted == '?') {
+        return true;
+    }
+    if (caseSensitive)
+        return wanted == c;
+    using kv::detail::asciiLower;
+    return asciiLower(static_cast<unsigned char>(wanted)) == asciiLower(static_cast<unsigned char>(c));
+}
+
+} // namespace
+
+// The walk keeps only the most recent star as a point to come back to: a
+// later star always covers whatever an earlier one could, so this gives the
+// same answer as trying every suffix for every star, in time bounded by
+// text length times pattern length and without allocating.
+bool sp_FilterString(const char *text, const YString &pattern, bool caseSensitive)
+{
+    const char *pat = pattern.tocs();
+    if (pat[0] == '*' && pat[1] == 0)
+        return true;
+    const char *t = text ? text : "";
+    const char *p = pat;
+    const char *starPattern = nullptr;
+    const char *starText = nullptr;
+    while (*t) {
+        if (*p == '*') {
+            while (*p == '*')
+                ++p;
+            if (*p == 0)
+                return true;
+            starPattern = p;
+            starText = t;
+            continue;
+        }
+        int step = 1;
+        if (*p && elementMatches(p, *t, caseSensitive, &step)) {
+            p += step;
+            ++t;
+        } else if (starPattern) {
+            p = starPattern;
+            t = ++starText;
+        } else {
+            return false;
+        }
+    }
+    while (*p == '*')
+        ++p;
+    return *p == 0;
+}
+
+namespace {
+
+// The wildcard pattern rewritten as a regular expression, step by step.
+QString globToRegExp(const char *pattern)
+{
+    QString rx = QString::fromUtf8(pattern);
+    for (const char *c = "[](){}"; *c; ++c)
+        rx.replace(QLatin1Char(*c), QStringLiteral("\\") + QLatin1Char(*c));
+    rx.replace(QLatin1Char('.'), QStringLiteral("[.]"));
+    rx.replace(QLatin1Char('+'), QStringLiteral("[+]"));
+    rx.replace(QRegExp(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\*))")), QStringLiteral(R"(\1\2[*])"));
+    rx.replace(QRegExp(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\?))")), QStringLiteral(R"(\1\2[?])"));
+    rx.replace(QRegExp(QStringLiteral(R"((^|[^[])[*]($|[^]]))")), QStringLiteral(R"(\1(.){1,}\2)"));
+    rx.replace(QRegExp(QStringLiteral(R"((^|[^[])[?]($|[^]]))")), QStringLiteral(R"(\1.\2)"));
+    return rx;
+}
+
+// Searches \p text with \p expression from the start; the byte offset or -1.
+int searchBytes(const QString &expression, const char *text)
+{
+    QRegExp rx(expression);
+    if (!rx.isValid())
+        return -1;
+    kv::detail::MappedText mapped = kv::detail::mapUtf8(text);
+    return mapped.byteOffset(rx.indexIn(mapped.text));
+}
+
+} // namespace
+
+int sp_GlobMatch(const char *pattern, const char *text)
+{
+    if (pattern == nullptr || text == nullptr)
+        return -1;
+    return searchBytes(globToRegExp(pattern), text);
+}
+
+int sp_RegexpMatch(const char *pattern, const char *text)
+{
+    if (pattern == nullptr || text == nullptr)
+        return -1;
+    return searchBytes(QString::fromUtf8(pattern), text);
+}
+
+namespace {
+
+// "Name (pat<separator>pat)" for one pair of filter fields.
+YString filterEntry(const YString &name, const YString &patterns, const char *separator)
+{
+    std::string shown = name.tocs();
+    for (char &c : shown) {
+        if (c == '(')
+            c = '[';
+        else if (c == ')')
+            c = ']';
+    }
+    std::vector<YString> parts = kv::detail::splitFields(patterns.tocs(), ';');
+    YString joined = kv::detail::joinFields(parts, parts.size(), separator ? separator : "");
+    return YString(YString(shown.c_str()) & " (" & joined & ")");
+}
+
+// Every entry of a dialogue filter text, in order.
+[[maybe_unused]] std::vector<YString> compileFilterEntries(const char *filter, const char *separator)
+{
+    std::vector<YString> out;
+    std::vector<YString> fields = kv::detail::splitFields(filter, '|');
+    for (std::size_t i = 0; i + 1 < fields.size(); i += 2)
+        out.push_back(filterEntry(fields[i], fields[i + 1], separator));
+    return out;
+}
+
+} // namespace
+
+YString sp_ConvertToCString(const YString &text)
+{
+    std::string out;
+    for (const char *p = text.tocs(); *p; ++p) {
+        switch (*p) {
+        case '\\': out += "\\\\"; break;
+        case '\n': out += "\\n"; break;
+        case '\t': out += "\\t"; break;
+        case '"': out += "\\\""; break;
+        default: out += *p; break;
+        }
+    }
+    return YString(out.c_str());
+}
+
+YString sp_EscapeString(const YString &text, bool spaces)
+{
+    return sp_EscapeString(text, spaces, '\\');
+}
+
+namespace {
+
+// What the escape character followed by \p c stands for.
+char resolveEscape(char c, char escape, bool spaces)
+{
+    if (c == escape)
+        return c;
+    switch (c) {
+    case 'f': return '\f';
+    case 'n': return '\n';
+    case 'r': return '\r';
+    case 't': return '\t';
+    case 's': return spaces ? ' ' : 's';
+    default: return c;
+    }
+}
+
+} // namespace
+
+YString sp_EscapeString(const YString &text, bool spaces, char escape)
+{
+    std::string out;
+    for (const char *p = text.tocs(); *p; ++p) {
+        if (*p != escape) {
+            out += *p;
+        } else if (p[1] != 0) {
+            ++p;
+            out += resolveEscape(*p, escape, spaces);
+        }
+    }
+    return YString(out.c_str());
+}
+
+YString sp_EscapeStringEncode(const YString &text, bool spaces)
+{
+    return sp_EscapeStringEncode(text, spaces, '\\');
+}
+
+YString sp_EscapeStringEncode(const YString &text, bool spaces, char escape)
+{
+    std::string out;
+    for (const char *p = text.tocs(); *p; ++p) {
+        char code = 0;
+        switch (*p) {
+        case '\t': code = 't'; break;
+        case '\n': code = 'n'; break;
+        case '\f': code = 'f'; break;
+        case '\r': code = 'r'; break;
+        case ' ': code = spaces ? 's' : 0; break;
+        default: code = (*p == escape) ? escape : 0; break;
+        }
+        if (code) {
+            out += escape;
+            out += code;
+        } else {
+            out += *p;
+        }
+    }
+    return YString(out.c_str());
+}
+
+namespace {
+
+// The text a template key stands for.
+const YString &wireKeyValue(const std::string &key, const YString &busName, const YString &wireNumber)
+{
+    static const YString nothing;
+    if (kv::detail::stricmp(key.c_str(), "busname") == 0)
+        return busName;
+    if (kv::detail::stricmp(key.c_str(), "wirenum") == 0)
+        return wireNumber;
+    return nothing;
+}
+
+} // namespace
+
+YString sp_ResolveWireTemplate(const YString &wireTemplate, const YString &busName, const YString &wireNumber)
+{
+    if (wireTemplate.isEmpty())
+        return YString(busName & "#" & wireNumber);
+    std::string out;
+    const char *p = wireTemplate.tocs();
+    while (*p) {
+        if (*p != '%') {
+            out += *p++;
+        } else if (p[1] == '%') {
+            out += '%';
+            p += 2;
+        } else {
+            const char *start = ++p;
+            while (*p && *p != '%')
+                ++p;
+            out += wireKeyValue(std::string(start, p), busName, wireNumber).tocs();
+            if (*p)
+                ++p;
+        }
+    }
+    return YString(out.c_str());
+}
