@@ -19,10 +19,9 @@
 #ifndef KVSUPPORT_PATHS_H
 #define KVSUPPORT_PATHS_H
 
+#include <kvsupport/containers.h>
 #include <kvsupport/export.h>
 #include <kvsupport/ystring.h>
-
-template <class T> class YList;
 
 /// A path split into its four parts; joined in order they give the path.
 struct KVSUPPORT_API PathName {

@@ -13,10 +13,9 @@
 #ifndef KVSUPPORT_PATTERN_H
 #define KVSUPPORT_PATTERN_H
 
+#include <kvsupport/containers.h>
 #include <kvsupport/export.h>
 #include <kvsupport/ystring.h>
-
-template <class T> class YArray;
 
 /// Whole-text wildcard match of \p text (null counts as empty) against
 /// \p pattern. A pattern of exactly "*" matches anything. Otherwise `*`

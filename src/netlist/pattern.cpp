@@ -184,6 +184,26 @@ int sp_RegexpMatch(const char *pattern, const char *text)
     return searchBytes(QString::fromUtf8(pattern), text);
 }
 
+bool sp_RegExpMatches(const YArray<YString> &patterns, const YString &text, YArray<YString> *captures)
+{
+    const QString subject = QString::fromUtf8(text.tocs());
+    int position = 0;
+    bool result = true;
+    for (int i = 0; i < patterns.getCount(); ++i) {
+        QRegExp rx(QString::fromUtf8(patterns[i].tocs()));
+        const int at = rx.isValid() ? rx.indexIn(subject, position) : -1;
+        if (at < 0)
+            return false;
+        if (at != position)
+            result = false;
+        const QString whole = rx.cap(0);
+        if (captures)
+            captures->add(YString(whole.toUtf8().constData()));
+        position += whole.length();
+    }
+    return result;
+}
+
 namespace {
 
 // "Name (pat<separator>pat)" for one pair of filter fields.
@@ -202,7 +222,7 @@ YString filterEntry(const YString &name, const YString &patterns, const char *se
 }
 
 // Every entry of a dialogue filter text, in order.
-[[maybe_unused]] std::vector<YString> compileFilterEntries(const char *filter, const char *separator)
+std::vector<YString> compileFilterEntries(const char *filter, const char *separator)
 {
     std::vector<YString> out;
     std::vector<YString> fields = kv::detail::splitFields(filter, '|');
@@ -212,6 +232,15 @@ YString filterEntry(const YString &name, const YString &patterns, const char *se
 }
 
 } // namespace
+
+void sp_CompileFilter(const char *filter, YArray<YString> *entries, const char *separator)
+{
+    std::vector<YString> made = compileFilterEntries(filter, separator);
+    if (entries == nullptr)
+        return;
+    for (const YString &entry : made)
+        entries->add(entry);
+}
 
 YString sp_ConvertToCString(const YString &text)
 {

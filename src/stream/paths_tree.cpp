@@ -130,9 +130,23 @@ YString searchEntry(const YString &entry, const YString &sub)
 
 } // namespace
 
-YString searchDirectoriesIn(const YString &file, const std::vector<YString> &dirs);
+void sp_ListDirectory(const YString &spec, YList<YString> *out, bool fullPath, bool useNameFilter)
+{
+    if (out == nullptr)
+        return;
+    for (const YString &name : kv::detail::listFiles(spec, fullPath, useNameFilter))
+        out->prepend(name);
+}
 
-YString searchDirectoriesIn(const YString &file, const std::vector<YString> &dirs)
+void sp_DescendDirectories(const YString &root, YList<YString> *out)
+{
+    if (out == nullptr)
+        return;
+    for (const YString &dir : kv::detail::descendDirectories(root))
+        out->prepend(dir);
+}
+
+YString sp_SearchDirectories(YString file, const YList<YString> &dirs)
 {
     YString f = sp_ConvertLocalToUnix(file);
     if (!sp_IsRelativePath(f))
@@ -141,7 +155,8 @@ YString searchDirectoriesIn(const YString &file, const std::vector<YString> &dir
     YString leaf(parts.name & parts.ext);
     if (leaf.isEmpty())
         return YString();
-    for (const YString &entry : dirs) {
+    for (auto it = dirs.begin(); it != dirs.end(); ++it) {
+        const YString &entry = *it;
         YString e = searchEntry(entry, parts.dir);
         if (QDir(e.isEmpty() ? QStringLiteral(".") : toQ(e)).exists(toQ(leaf))) {
             YString hit = e.lastChar() == '/' ? YString(e & leaf) : YString(e & "/" & leaf);
