@@ -423,58 +423,6 @@ YString sp_ResolvePath(const char *path)
     return YString(resolved.c_str());
 }
 
-namespace {
-
-bool isPrintableAsciiNoBlank(const YString &s)
-{
-    for (const unsigned char *p = reinterpret_cast<const unsigned char *>(s.tocs()); *p; ++p) {
-        if (*p < 33 || *p > 126)
-            return false;
-    }
-    return true;
-}
-
-bool hasNoBlankOrTab(const YString &s)
-{
-    return std::strpbrk(s.tocs(), " \t") == nullptr;
-}
-
-} // namespace
-
-namespace kv {
-namespace detail {
-
-YString compatiblePath(const YString &longForm, const YString &shortForm, bool noSpaces)
-{
-    bool (*passes)(const YString &) = noSpaces ? hasNoBlankOrTab : isPrintableAsciiNoBlank;
-    if (passes(longForm))
-        return longForm;
-    YString l = sp_ConvertLocalToUnix(longForm);
-    YString s = sp_ConvertLocalToUnix(shortForm);
-    std::vector<YString> lc = scanTokens(l.tocs(), "/");
-    std::vector<YString> sc = scanTokens(s.tocs(), "/");
-    if (lc.size() != sc.size() || lc.empty())
-        return s;
-    std::string out;
-    if (!noSpaces) {
-        if (l.tocs()[0] == '/')
-            out += '/';
-        if (l.tocs()[0] == '/' && l.tocs()[1] == '/')
-            out += '/'; // a server prefix
-    }
-    for (std::size_t i = 0; i < lc.size(); ++i) {
-        if (i)
-            out += '/';
-        out += passes(lc[i]) ? lc[i].tocs() : sc[i].tocs();
-    }
-    if (!noSpaces && l.lastChar() == '/')
-        out += '/';
-    return sp_ConvertUnixToLocal(YString(out.c_str()));
-}
-
-} // namespace detail
-} // namespace kv
-
 YString sp_GetCompatiblePathName(const YString &path)
 {
     YString longForm = sp_GetLongPathName(path);

@@ -6,6 +6,10 @@
 
 #include <kvsupport/paths.h>
 
+#include "core/field_split.h"
+
+#include <cstring>
+#include <string>
 #include <vector>
 
 namespace kv {
@@ -29,11 +33,52 @@ std::vector<YString> listFiles(const YString &spec, bool fullPath, bool useNameF
 /// children); symbolic links are not entered.
 std::vector<YString> descendDirectories(const YString &root);
 
+/// True if every byte of \p s lies in "!" to "~".
+inline bool isPrintableAsciiNoBlank(const YString &s)
+{
+    for (const unsigned char *p = reinterpret_cast<const unsigned char *>(s.tocs()); *p; ++p) {
+        if (*p < 33 || *p > 126)
+            return false;
+    }
+    return true;
+}
+
+/// True if \p s holds no blank and no tab.
+inline bool hasNoBlankOrTab(const YString &s)
+{
+    return std::strpbrk(s.tocs(), " \t") == nullptr;
+}
+
 /// The compatible-name walk on the long form \p longForm and the short form
 /// \p shortForm. \p noSpaces selects the test "no blank, no tab" and drops
 /// the prefix and trailing separator work; otherwise the test is printable
-/// ASCII without blanks.
-YString compatiblePath(const YString &longForm, const YString &shortForm, bool noSpaces);
+/// ASCII without blanks. Inline so that the walk can be tried with any short
+/// form, the platform having none of its own.
+inline YString compatiblePath(const YString &longForm, const YString &shortForm, bool noSpaces)
+{
+    bool (*passes)(const YString &) = noSpaces ? hasNoBlankOrTab : isPrintableAsciiNoBlank;
+    if (passes(longForm))
+        return longForm;
+    const YString l = sp_ConvertLocalToUnix(longForm);
+    const YString s = sp_ConvertLocalToUnix(shortForm);
+    const std::vector<YString> lc = scanTokens(l.tocs(), "/");
+    const std::vector<YString> sc = scanTokens(s.tocs(), "/");
+    if (lc.size() != sc.size() || lc.empty())
+        return s;
+    std::string out;
+    if (!noSpaces && l.tocs()[0] == '/')
+        out += '/';
+    if (!noSpaces && l.tocs()[0] == '/' && l.tocs()[1] == '/')
+        out += '/'; // a server prefix
+    for (std::size_t i = 0; i < lc.size(); ++i) {
+        if (i)
+            out += '/';
+        out += passes(lc[i]) ? lc[i].tocs() : sc[i].tocs();
+    }
+    if (!noSpaces && l.lastChar() == '/')
+        out += '/';
+    return sp_ConvertUnixToLocal(YString(out.c_str()));
+}
 
 } // namespace detail
 } // namespace kv
