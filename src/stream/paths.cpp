@@ -4,6 +4,7 @@
 
 #include "core/field_split.h"
 #include "core/text_util.h"
+#include "netlist/utf8_map.h"
 #include "platform/path_services.h"
 #include "stream/paths_internal.h"
 
@@ -51,9 +52,12 @@ namespace detail {
 int utf16Units(const char *s)
 {
     int units = 0;
-    for (const unsigned char *p = reinterpret_cast<const unsigned char *>(s); *p; ++p) {
-        if ((*p & 0xC0) != 0x80)
-            units += (*p >= 0xF0 && *p <= 0xF7) ? 2 : 1;
+    const unsigned char *p = reinterpret_cast<const unsigned char *>(s);
+    while (*p) {
+        unsigned int cp = 0;
+        const int n = decodeUtf8One(p, &cp);
+        units += cp >= 0x10000 ? 2 : 1;
+        p += n ? n : 1;
     }
     return units;
 }

@@ -168,6 +168,9 @@ TEST(SplitPath, Utf8CountsAsUtf16)
     for (int i = 0; i < 129; ++i)
         smile += "\xF0\x9F\x98\x80";
     expectSplit(smile.c_str(), "", "", "");
+    // Bytes that are not UTF-8 count one unit each, as their replacements do.
+    std::string stray(250, '\xF2');
+    expectSplit(stray.c_str(), "", stray.c_str(), "");
 }
 
 TEST(SplitPath, NullOutputIsIgnored)
