@@ -3,7 +3,9 @@
 // of the functions may crash, and these must hold, or the target traps:
 //   - splitting then joining gives back the path itself, unless a part is too
 //     wide to split (then all four parts are empty);
-//   - cleaning is idempotent;
+//   - cleaning is idempotent and gives what QDir::cleanPath gives (a leading
+//     "//" kept);
+//   - a wildcard pattern matches itself once its wildcards are escaped;
 //   - for two absolute paths, the base joined with the relative path and
 //     cleaned names the same place as the path;
 //   - decoding escapes undoes encoding them.
@@ -56,11 +58,22 @@ void checkSplitJoin(const std::string &path)
     check(leaf.isEmpty() || path.size() >= static_cast<std::size_t>(leaf.length()));
 }
 
+// The reference cleaning: QDir::cleanPath, keeping a leading "//" (not "///").
+std::string referenceClean(const std::string &path)
+{
+    std::string cleaned = QDir::cleanPath(QString::fromUtf8(path.c_str())).toUtf8().toStdString();
+    if (path.compare(0, 2, "//") == 0 && path.compare(0, 3, "///") != 0 && cleaned.compare(0, 2, "//") != 0)
+        cleaned = "/" + cleaned;
+    return cleaned;
+}
+
 void checkClean(const std::string &path)
 {
     YString once = sp_CleanPath(path.c_str());
     YString twice = sp_CleanPath(once);
     check(std::strcmp(once.tocs(), twice.tocs()) == 0);
+    if (validUtf8(path))
+        check(referenceClean(path) == once.tocs());
 }
 
 void checkRelative(const std::string &path, const std::string &base)
@@ -73,8 +86,29 @@ void checkRelative(const std::string &path, const std::string &base)
     if (!plainAbsolute || !validUtf8(path) || !validUtf8(base) || !shortComponents(path) ||
         !shortComponents(base))
         return;
+    // QDir::cleanPath keeps ".." at the root ("/.." stays): such a path names
+    // no place the relative path could be checked against.
+    auto escapesRoot = [](const YString &clean) {
+        const std::string c = std::string(clean.tocs()) + "/";
+        return c.find("/../") != std::string::npos;
+    };
+    if (escapesRoot(sp_CleanPath(path.c_str())) || escapesRoot(sp_CleanPath(base.c_str())))
+        return;
     QString rebuilt = QDir::cleanPath(QString::fromUtf8(base.c_str()) + "/" + QString::fromUtf8(rel.tocs()));
     check(rebuilt == QDir::cleanPath(QString::fromUtf8(path.c_str())));
+}
+
+void checkSelfMatch(const std::string &text)
+{
+    std::string escaped;
+    for (char c : text) {
+        if (c == '*' || c == '?' || c == '\\')
+            escaped += '\\';
+        escaped += c;
+    }
+    check(sp_FilterString(text.c_str(), escaped.c_str(), true));
+    check(sp_FilterString(text.c_str(), escaped.c_str(), false));
+    check(sp_FilterString(text.c_str(), ("*" + escaped).c_str(), true));
 }
 
 void checkEscapes(const std::string &text)
@@ -99,6 +133,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     checkClean(path);
     checkRelative(path, base);
     checkEscapes(input);
+    checkSelfMatch(path);
     sp_GetDirFromPath(path.c_str());
     sp_GetFileExt(path.c_str());
     sp_ResolveFilename(base.c_str(), path.c_str(), nullptr);

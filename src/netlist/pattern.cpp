@@ -8,6 +8,7 @@
 
 #include <QRegExp>
 
+#include <cstring>
 #include <string>
 
 namespace kv {
@@ -65,6 +66,35 @@ bool elementMatches(const char *p, char c, bool caseSensitive, int *step)
     return asciiLower(static_cast<unsigned char>(wanted)) == asciiLower(static_cast<unsigned char>(c));
 }
 
+// Quick rejection: the plain characters that end the pattern (behind its
+// last `*`, `?` or `\`) each match exactly one character at the end of the
+// text, so the text must end with them. Most names of a long list fail here.
+bool literalTailMatches(const char *text, const char *pattern, bool caseSensitive)
+{
+    const std::size_t patternLength = std::strlen(pattern);
+    std::size_t run = 0;
+    while (run < patternLength) {
+        const char c = pattern[patternLength - 1 - run];
+        if (c == '*' || c == '?' || c == '\\')
+            break;
+        ++run;
+    }
+    if (run == 0)
+        return true;
+    const std::size_t textLength = std::strlen(text);
+    if (textLength < run)
+        return false;
+    const char *p = pattern + patternLength - run;
+    const char *t = text + textLength - run;
+    using kv::detail::asciiLower;
+    for (std::size_t i = 0; i < run; ++i) {
+        if (caseSensitive ? p[i] != t[i]
+                          : asciiLower(static_cast<unsigned char>(p[i])) != asciiLower(static_cast<unsigned char>(t[i])))
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 // The walk keeps only the most recent star as a point to come back to: a
@@ -77,6 +107,8 @@ bool sp_FilterString(const char *text, const YString &pattern, bool caseSensitiv
     if (pat[0] == '*' && pat[1] == 0)
         return true;
     const char *t = text ? text : "";
+    if (!literalTailMatches(t, pat, caseSensitive))
+        return false;
     const char *p = pat;
     const char *starPattern = nullptr;
     const char *starText = nullptr;
@@ -116,10 +148,16 @@ QString globToRegExp(const char *pattern)
         rx.replace(QLatin1Char(*c), QStringLiteral("\\") + QLatin1Char(*c));
     rx.replace(QLatin1Char('.'), QStringLiteral("[.]"));
     rx.replace(QLatin1Char('+'), QStringLiteral("[+]"));
-    rx.replace(QRegExp(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\*))")), QStringLiteral(R"(\1\2[*])"));
-    rx.replace(QRegExp(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\?))")), QStringLiteral(R"(\1\2[?])"));
-    rx.replace(QRegExp(QStringLiteral(R"((^|[^[])[*]($|[^]]))")), QStringLiteral(R"(\1(.){1,}\2)"));
-    rx.replace(QRegExp(QStringLiteral(R"((^|[^[])[?]($|[^]]))")), QStringLiteral(R"(\1.\2)"));
+    // The rewriting expressions are compiled once per thread (a QRegExp keeps
+    // the state of its last match, so it can't be shared between threads).
+    static thread_local QRegExp escapedStar(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\*))"));
+    static thread_local QRegExp escapedQuestion(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\?))"));
+    static thread_local QRegExp freeStar(QStringLiteral(R"((^|[^[])[*]($|[^]]))"));
+    static thread_local QRegExp freeQuestion(QStringLiteral(R"((^|[^[])[?]($|[^]]))"));
+    rx.replace(escapedStar, QStringLiteral(R"(\1\2[*])"));
+    rx.replace(escapedQuestion, QStringLiteral(R"(\1\2[?])"));
+    rx.replace(freeStar, QStringLiteral(R"(\1(.){1,}\2)"));
+    rx.replace(freeQuestion, QStringLiteral(R"(\1.\2)"));
     return rx;
 }
 

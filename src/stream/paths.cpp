@@ -167,9 +167,36 @@ YString sp_ConvertUnixToLocal(const YString &path)
     return path;
 }
 
+namespace {
+
+// True if QDir::cleanPath would give \p p back unchanged: no empty, "." or
+// ".." component and no trailing separator (the root alone excepted).
+bool alreadyClean(const char *p)
+{
+    if (*p == 0 || (p[0] == '/' && p[1] == 0))
+        return true;
+    const char *segment = p;
+    for (const char *c = p;; ++c) {
+        if (*c != '/' && *c != 0)
+            continue;
+        const std::size_t length = static_cast<std::size_t>(c - segment);
+        const bool leadingRoot = (segment == p && length == 0 && *c == '/');
+        if (!leadingRoot && (length == 0 || (length == 1 && segment[0] == '.') ||
+                             (length == 2 && segment[0] == '.' && segment[1] == '.')))
+            return false;
+        if (*c == 0)
+            return true;
+        segment = c + 1;
+    }
+}
+
+} // namespace
+
 YString sp_CleanPath(const YString &path)
 {
     const char *p = path.tocs();
+    if (alreadyClean(p))
+        return sp_ConvertUnixToLocal(path);
     YString cleaned = toY(QDir::cleanPath(toQ(path)));
     // A leading "//" (but not "///") may name a network root: keep it.
     if (p[0] == '/' && p[1] == '/' && p[2] != '/' && cleaned.tocs()[1] != '/')
