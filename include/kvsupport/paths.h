@@ -203,13 +203,13 @@ KVSUPPORT_API bool sp_ComparePaths(const YString &a, const YString &b);
 
 // ---- Trees ----
 
-/// Appends to \p out, at its head, the plain files matching \p spec
+/// Appends to \p out, at its head, the plain files matching \p filePattern
 /// ("dir/pattern"), so \p out reads in the reverse of the directory's
 /// unsorted order. With \p useNameFilter the pattern is a QDir name filter;
 /// without, every file is tested with sp_FilterString ignoring case. Names
 /// are full paths when \p fullPath is true, else bare names. Names beginning
 /// with a dot are files like any other.
-KVSUPPORT_API void sp_ListDirectory(const YString &spec, YList<YString> *out, bool fullPath, bool useNameFilter);
+KVSUPPORT_API void sp_ListDirectory(const YString &filePattern, YList<YString> *out, bool fullPath, bool useNameFilter);
 
 /// Puts at the head of \p out every readable directory below \p root (not
 /// \p root itself), walked without recursion. Symbolic links to directories

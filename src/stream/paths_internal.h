@@ -26,8 +26,8 @@ PathName splitUnlimited(const char *path);
 /// trailing separator of \p path is kept.
 YString absolutePath(const YString &path);
 
-/// The files of \p spec ("dir/pattern"), in the directory's own order.
-std::vector<YString> listFiles(const YString &spec, bool fullPath, bool useNameFilter);
+/// The files of \p filePattern ("dir/pattern"), in the directory's own order.
+std::vector<YString> listFiles(const YString &filePattern, bool fullPath, bool useNameFilter);
 
 /// Every directory below \p root in the order found (each parent before its
 /// children); symbolic links are not entered.

@@ -31,8 +31,8 @@ YString nativeY(const QString &s)
     return toY(QDir::toNativeSeparators(s));
 }
 
-// The directory part of a listing spec: the parts before the pattern joined
-// by "/"; a spec such as "/x" stands for the root, not the current directory.
+// The directory part of a listing ("dir/pattern"): the parts before the pattern joined
+// by "/"; a listing such as "/x" stands for the root, not the current directory.
 QString specDirectory(const std::vector<YString> &parts)
 {
     if (parts.size() < 2)
@@ -62,10 +62,10 @@ std::vector<YString> deletableEntries(const YString &dir)
 namespace kv {
 namespace detail {
 
-std::vector<YString> listFiles(const YString &spec, bool fullPath, bool useNameFilter)
+std::vector<YString> listFiles(const YString &filePattern, bool fullPath, bool useNameFilter)
 {
     std::vector<YString> out;
-    std::vector<YString> parts = splitFields(sp_ConvertLocalToUnix(spec).tocs(), '/');
+    std::vector<YString> parts = splitFields(sp_ConvertLocalToUnix(filePattern).tocs(), '/');
     if (parts.empty())
         return out;
     const YString &pattern = parts.back();
@@ -130,11 +130,11 @@ YString searchEntry(const YString &entry, const YString &sub)
 
 } // namespace
 
-void sp_ListDirectory(const YString &spec, YList<YString> *out, bool fullPath, bool useNameFilter)
+void sp_ListDirectory(const YString &filePattern, YList<YString> *out, bool fullPath, bool useNameFilter)
 {
     if (out == nullptr)
         return;
-    for (const YString &name : kv::detail::listFiles(spec, fullPath, useNameFilter))
+    for (const YString &name : kv::detail::listFiles(filePattern, fullPath, useNameFilter))
         out->prepend(name);
 }
 
