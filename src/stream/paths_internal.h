@@ -33,6 +33,15 @@ std::vector<YString> listFiles(const YString &filePattern, bool fullPath, bool u
 /// children); symbolic links are not entered.
 std::vector<YString> descendDirectories(const YString &root);
 
+/// True if the canonical name \p resolved is the root of the file system.
+inline bool isFileSystemRoot(const YString &resolved)
+{
+    const char *p = resolved.tocs();
+    while (*p == '/')
+        ++p;
+    return *p == 0 && !resolved.isEmpty();
+}
+
 /// True if every byte of \p s lies in "!" to "~".
 inline bool isPrintableAsciiNoBlank(const YString &s)
 {

@@ -344,6 +344,8 @@ CopyTreeErr sp_DeleteTree(const YString &root, ProgressObject *progress)
 {
     if (!sp_ExistDir(root))
         return CopyTreeNoSource;
+    if (kv::detail::isFileSystemRoot(sp_ResolvePath(root.tocs())))
+        return CopyTreeFailed; // the whole file system is never a tree to delete
     std::vector<YString> found = kv::detail::descendDirectories(root);
     std::vector<YString> dirs(found.rbegin(), found.rend());
     dirs.push_back(root);

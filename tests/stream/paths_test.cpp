@@ -880,6 +880,17 @@ TEST(DeleteTree, LinksAreRemovedTheirTargetsKept)
     EXPECT_EQ(readFile(outside + "/precious"), "keep");
 }
 
+TEST(DeleteTree, RootOfTheFileSystemIsRefused)
+{
+    // Only the predicate is tried here: a test must never risk the real thing.
+    using kv::detail::isFileSystemRoot;
+    EXPECT_TRUE(isFileSystemRoot("/"));
+    EXPECT_TRUE(isFileSystemRoot("//"));
+    EXPECT_FALSE(isFileSystemRoot(""));
+    EXPECT_FALSE(isFileSystemRoot("/tmp"));
+    EXPECT_EQ(str(sp_ResolvePath("/tmp/..")), "/");
+}
+
 TEST(DeleteTree, NoSource)
 {
     std::string dir = kvtest::makeTempDir("dtns");
