@@ -4,6 +4,7 @@
 
 #include "core/field_split.h"
 #include "core/text_util.h"
+#include "netlist/glob_match.h"
 #include "netlist/utf8_map.h"
 
 #include <QRegExp>
@@ -140,27 +141,6 @@ bool sp_FilterString(const char *text, const YString &pattern, bool caseSensitiv
 
 namespace {
 
-// The wildcard pattern rewritten as a regular expression, step by step.
-QString globToRegExp(const char *pattern)
-{
-    QString rx = QString::fromUtf8(pattern);
-    for (const char *c = "[](){}"; *c; ++c)
-        rx.replace(QLatin1Char(*c), QStringLiteral("\\") + QLatin1Char(*c));
-    rx.replace(QLatin1Char('.'), QStringLiteral("[.]"));
-    rx.replace(QLatin1Char('+'), QStringLiteral("[+]"));
-    // The rewriting expressions are compiled once per thread (a QRegExp keeps
-    // the state of its last match, so it can't be shared between threads).
-    static thread_local QRegExp escapedStar(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\*))"));
-    static thread_local QRegExp escapedQuestion(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\?))"));
-    static thread_local QRegExp freeStar(QStringLiteral(R"((^|[^[])[*]($|[^]]))"));
-    static thread_local QRegExp freeQuestion(QStringLiteral(R"((^|[^[])[?]($|[^]]))"));
-    rx.replace(escapedStar, QStringLiteral(R"(\1\2[*])"));
-    rx.replace(escapedQuestion, QStringLiteral(R"(\1\2[?])"));
-    rx.replace(freeStar, QStringLiteral(R"(\1(.){1,}\2)"));
-    rx.replace(freeQuestion, QStringLiteral(R"(\1.\2)"));
-    return rx;
-}
-
 // Searches \p text with \p expression from the start; the byte offset or -1.
 int searchBytes(const QString &expression, const char *text)
 {
@@ -177,7 +157,8 @@ int sp_GlobMatch(const char *pattern, const char *text)
 {
     if (pattern == nullptr || text == nullptr)
         return -1;
-    return searchBytes(globToRegExp(pattern), text);
+    kv::detail::MappedText mapped = kv::detail::mapUtf8(text);
+    return mapped.byteOffset(kv::detail::globSearch(kv::detail::globToRegExp(pattern), mapped.text));
 }
 
 int sp_RegexpMatch(const char *pattern, const char *text)
