@@ -157,8 +157,18 @@ int sp_GlobMatch(const char *pattern, const char *text)
 {
     if (pattern == nullptr || text == nullptr)
         return -1;
+    // The rewriting costs more than most searches: the last pattern's
+    // expression is kept per thread for a caller that loops over texts.
+    static thread_local std::string lastPattern;
+    static thread_local QString lastExpression;
+    static thread_local bool haveLast = false;
+    if (!haveLast || lastPattern != pattern) {
+        lastExpression = kv::detail::globToRegExp(pattern);
+        lastPattern = pattern;
+        haveLast = true;
+    }
     kv::detail::MappedText mapped = kv::detail::mapUtf8(text);
-    return mapped.byteOffset(kv::detail::globSearch(kv::detail::globToRegExp(pattern), mapped.text));
+    return mapped.byteOffset(kv::detail::globSearch(lastExpression, mapped.text));
 }
 
 int sp_RegexpMatch(const char *pattern, const char *text)

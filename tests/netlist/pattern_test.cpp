@@ -177,6 +177,15 @@ TEST(GlobMatch, PositionIsAByteOffset)
     EXPECT_EQ(sp_GlobMatch("b", "\xFF" "b"), 1); // a stray byte is still one byte
 }
 
+TEST(GlobMatch, AlternatingPatternsEachGiveTheirOwnAnswer)
+{
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(sp_GlobMatch("a?", "xab"), 1);
+        EXPECT_EQ(sp_GlobMatch("b", "xab"), 2);
+        EXPECT_EQ(sp_GlobMatch("b", "xa"), -1);
+    }
+}
+
 TEST(GlobMatch, NullArgumentsFail)
 {
     EXPECT_EQ(sp_GlobMatch(nullptr, "a"), -1);
