@@ -240,10 +240,12 @@ CopyTreeErr sp_CopyTree(const YString &from, const YString &to)
         return CopyTreeDestNotEmpty;
     if (!sp_MakeTree(to))
         return CopyTreeFailed;
-    std::vector<YString> found = kv::detail::descendDirectories(from);
-    std::vector<YString> dirs{from};
-    dirs.insert(dirs.end(), found.rbegin(), found.rend());
+    // Everything is walked in absolute form, so that the relative path of
+    // each directory against the source is right whatever form it was given in.
     const YString base = toY(QDir(toQ(from)).absolutePath());
+    std::vector<YString> found = kv::detail::descendDirectories(base);
+    std::vector<YString> dirs{base};
+    dirs.insert(dirs.end(), found.rbegin(), found.rend());
     bool failed = false;
     bool achieved = false;
     for (const YString &d : dirs) {

@@ -735,10 +735,17 @@ TEST(CopyTree, RelativeSourceAndDestination)
     ::mkdir((dir + "/src").c_str(), 0755);
     ::mkdir((dir + "/src/in").c_str(), 0755);
     writeFile(dir + "/src/in/f", "x");
+    writeFile(dir + "/src/top", "t");
     SaveDirectory guard;
     ASSERT_EQ(sp_ChangeDir(dir.c_str()), 0);
     EXPECT_EQ(sp_CopyTree("src", "dst"), CopyTreeOk);
     EXPECT_EQ(readFile(dir + "/dst/in/f"), "x");
+    EXPECT_EQ(readFile(dir + "/dst/top"), "t");
+    EXPECT_EQ(sp_CopyTree("./src/", "dst2/"), CopyTreeOk);
+    EXPECT_EQ(readFile(dir + "/dst2/top"), "t");
+    EXPECT_EQ(readFile(dir + "/dst2/in/f"), "x");
+    // Nothing was made beside the two copies.
+    EXPECT_EQ(QDir(QString::fromStdString(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 3);
 }
 
 TEST(CopyTree, UnreadableFileFailsItsDirectory)
