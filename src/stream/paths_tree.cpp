@@ -1,9 +1,9 @@
 // Directory listing, walking, searching, tree making, copying and deletion.
 #include <kvsupport/paths.h>
+#include <kvsupport/pattern.h>
 
 #include "core/field_split.h"
 #include "core/text_util.h"
-#include <kvsupport/pattern.h>
 #include "platform/path_services.h"
 #include "stream/paths_internal.h"
 
@@ -31,9 +31,10 @@ YString nativeY(const QString &s)
     return toY(QDir::toNativeSeparators(s));
 }
 
-// The directory part of a listing ("dir/pattern"): the parts before the pattern joined
-// by "/"; a listing such as "/x" stands for the root, not the current directory.
-QString specDirectory(const std::vector<YString> &parts)
+// The directory part of a listing ("dir/pattern"): the parts before the
+// pattern joined by "/"; a listing such as "/x" stands for the root, not the
+// current directory.
+QString listingDirectory(const std::vector<YString> &parts)
 {
     if (parts.size() < 2)
         return QString();
@@ -69,7 +70,7 @@ std::vector<YString> listFiles(const YString &filePattern, bool fullPath, bool u
     if (parts.empty())
         return out;
     const YString &pattern = parts.back();
-    QDir dir(specDirectory(parts));
+    QDir dir(listingDirectory(parts));
     const QString filter = useNameFilter ? toQ(pattern) : QStringLiteral("*");
     const QFileInfoList entries =
         dir.entryInfoList(QStringList(filter), QDir::Files | QDir::Hidden, QDir::Unsorted);
