@@ -541,6 +541,21 @@ TEST(ListDirectory, RelativeSpecAndNothingCases)
     EXPECT_EQ(none.getCount(), 0);
 }
 
+TEST(ListDirectory, RootDirectoryIsTheRootNotTheCurrentOne)
+{
+    std::string dir = kvtest::makeTempDir("listroot");
+    writeFile(dir + "/only-here-kvtest");
+    SaveDirectory guard;
+    ASSERT_EQ(sp_ChangeDir(dir.c_str()), 0);
+    YList<YString> out;
+    sp_ListDirectory("/*", &out, true, false);
+    std::set<std::string> expected;
+    for (const QString &n : QDir("/").entryList(QDir::Files | QDir::Hidden))
+        expected.insert("/" + n.toStdString());
+    EXPECT_EQ(setOf(out), expected);
+    EXPECT_EQ(setOf(out).count(dir + "/only-here-kvtest"), 0u);
+}
+
 TEST(ListDirectory, UnreadableDirectoryGivesNothing)
 {
     if (runningAsRoot())
