@@ -296,6 +296,8 @@ YString sp_EscapeStringEncode(const YString &text, bool spaces)
 
 YString sp_EscapeStringEncode(const YString &text, bool spaces, char escape)
 {
+    if (escape == 0)
+        return text; // a terminator can't introduce anything
     std::string out;
     for (const char *p = text.tocs(); *p; ++p) {
         char code = 0;

@@ -386,6 +386,12 @@ TEST(EscapeString, OtherEscapeCharacter)
     EXPECT_EQ(str(sp_EscapeStringEncode("a b^c\n\\", true, '^')), "a^sb^^c^n\\");
 }
 
+TEST(EscapeStringEncode, NulEscapeLeavesTheTextAlone)
+{
+    EXPECT_EQ(str(sp_EscapeStringEncode("a\tb c", true, '\0')), "a\tb c");
+    EXPECT_EQ(str(sp_EscapeString("a\\tb", true, '\0')), "a\\tb");
+}
+
 TEST(EscapeStringEncode, BlankWithoutSpacesStaysAndRoundTrips)
 {
     YString text("a b");
