@@ -13,5 +13,7 @@
 #include <kvsupport/dynfunc.h>
 #include <kvsupport/encoding.h>
 #include <kvsupport/engnum.h>
+#include <kvsupport/pattern.h>
+#include <kvsupport/paths.h>
 
 #endif
