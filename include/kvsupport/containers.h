@@ -53,8 +53,8 @@ class complex;
 /// With `prim` the elements live in a plain heap block (from allocPrim),
 /// are moved with memcpy and never constructed, and all unused slots are
 /// zero; element types of 16 bytes or more are aligned to 16. `prim` can only
-/// be set for trivially copyable element types; asking for it on another type
-/// gives an ordinary vector. Without `prim`, elements are real objects from
+/// be set for trivially copyable element types aligned to at most 16 bytes;
+/// asking for it on another type gives an ordinary vector. Without `prim`, elements are real objects from
 /// the virtual alloc(), and elements that leave the vector are overwritten
 /// with `fill`.
 ///
@@ -65,9 +65,9 @@ class YVector {
 public:
     /// \p n elements (size and capacity \p n). With \p prim the elements are a
     /// zero-filled block from allocPrim, otherwise default-constructed objects.
-    explicit YVector(unsigned int n = 0, bool prim = std::is_trivially_copyable<T>::value)
+    explicit YVector(unsigned int n = 0, bool prim = std::is_trivially_copyable<T>::value && alignof(T) <= 16)
         : data(nullptr), raw(nullptr), size(0), capacity(0),
-          prim(prim && std::is_trivially_copyable<T>::value), fill()
+          prim(prim && std::is_trivially_copyable<T>::value && alignof(T) <= 16), fill()
     {
         if (n != 0)
             data = this->prim ? zeroedPrim(n) : alloc(n);
@@ -259,8 +259,13 @@ private:
             data = fresh;
         } else {
             T *fresh = alloc(newCapacity);
-            for (unsigned int i = size; i-- > 0;)
-                fresh[i] = std::move(data[i]);
+            try {
+                for (unsigned int i = size; i-- > 0;)
+                    fresh[i] = std::move(data[i]);
+            } catch (...) {
+                free(fresh);
+                throw;
+            }
             free(data);
             data = fresh;
         }
@@ -1020,11 +1025,12 @@ public:
 
     /// Appends \p c; first doubles the capacity if length >= capacity - 1.
     void add(char c);
-    /// Appends each character of \p text by the rule of add(); null or an
-    /// empty text does nothing.
+    /// Appends the characters of \p text, the capacity growing as if each
+    /// went in by add(); null or an empty text does nothing.
     void append(const char *text);
-    /// Appends \p n characters of \p text (NUL characters included); n <= 0
-    /// or a null text does nothing.
+    /// Appends the first \p n characters of \p text (which must have that
+    /// many; NUL characters included) by the same rule; n <= 0 or a null text
+    /// does nothing.
     void append(const char *text, int n);
     /// The text.
     const char *get() const { return data; }
@@ -1047,8 +1053,8 @@ public:
     char *detach();
 
 protected:
-    /// Doubles the capacity (at least to \p needed bytes).
-    void grow(int needed);
+    /// Doubles the capacity until it holds at least \p needed bytes.
+    void grow(long long needed);
 
     char *data;   ///< the text, terminated at `length`
     int length;   ///< number of characters
