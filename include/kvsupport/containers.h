@@ -319,7 +319,10 @@ public:
 /// An array of separately allocated elements of type T, owned by the array.
 ///
 /// The non-const operator[] grows the array as YVector does: while the index
-/// is not below the count, a default T is added at the end.
+/// is not below the count, a default T is added at the end. Elements never
+/// move in memory; only their pointers do. The core's fields can be read
+/// through the array; add items with add() or insertAt(), not through the
+/// core's addDataAt(), since the array deletes every item it points to.
 template <typename T>
 class YArray : public YArrayData {
 public:
