@@ -247,7 +247,17 @@ private:
 
     void reallocate(unsigned int newCapacity)
     {
-        if (prim) {
+        if (prim && sizeof(T) < 16) {
+            // The block is the array itself: growing it in place when the
+            // heap can spares the copy.
+            void *block = std::realloc(raw, static_cast<std::size_t>(newCapacity) * sizeof(T));
+            if (block == nullptr)
+                sp_ThrowVectorExhausted("allocPrim", typeid(T));
+            raw = block;
+            data = static_cast<T *>(block);
+            std::memset(static_cast<void *>(data + size), 0,
+                        static_cast<std::size_t>(newCapacity - size) * sizeof(T));
+        } else if (prim) {
             void *oldBlock = raw;
             T *fresh = allocPrim(newCapacity);
             if (size != 0)
