@@ -54,9 +54,10 @@ class complex;
 /// are moved with memcpy and never constructed, and all unused slots are
 /// zero; element types of 16 bytes or more are aligned to 16. `prim` can only
 /// be set for trivially copyable element types aligned to at most 16 bytes;
-/// asking for it on another type gives an ordinary vector. Without `prim`, elements are real objects from
-/// the virtual alloc(), and elements that leave the vector are overwritten
-/// with `fill`.
+/// asking for it on another type gives an ordinary vector. Without `prim`,
+/// elements are real objects from the virtual alloc(), and elements that
+/// leave the vector are overwritten with `fill`. A vector's default `prim` is
+/// true exactly where it can be set.
 ///
 /// Exhaustion raises MemoryException with the text
 /// "Detected in YVector<type>::alloc" or "...::allocPrim".
