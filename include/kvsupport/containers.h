@@ -819,6 +819,21 @@ public:
             rehash();
     }
 
+    /// Adds \p value as add() does, but only if no equal value is there
+    /// (one look-up instead of contains() and add()). True if it was added.
+    bool addUnique(const T &value)
+    {
+        unsigned int bucket = bucketOf(value);
+        for (Node *n = buckets[bucket].head; n != nullptr; n = n->next)
+            if (Traits::equal(n->value, value))
+                return false;
+        buckets[bucket].prepend(value);
+        ++itemCount;
+        if (loadFactor > 0 && itemCount / loadFactor > bucketCount)
+            rehash();
+        return true;
+    }
+
     /// The first value equal to \p key in its bucket, or null.
     T *find(const T &key)
     {

@@ -408,8 +408,7 @@ using StringSet = YHashTable<YString>;
 
 void addOnce(StringSet &set, const YString &value)
 {
-    if (!set.contains(value))
-        set.add(value);
+    set.addUnique(value);
 }
 
 } // namespace

@@ -735,6 +735,18 @@ TEST(YHashTableTest, AddGoesToTheHeadOfItsBucketWithoutDuplicateTest)
     EXPECT_TRUE(t.isEmpty());
 }
 
+TEST(YHashTableTest, AddUniqueAddsOnlyWhatIsMissing)
+{
+    YHashTable<YString> set(2, 1);
+    EXPECT_TRUE(set.addUnique("Net1"));
+    EXPECT_FALSE(set.addUnique("NET1"));
+    EXPECT_TRUE(set.addUnique("net2"));
+    EXPECT_TRUE(set.addUnique("net3"));
+    EXPECT_EQ(3, set.getCount());
+    EXPECT_EQ(5, set.getBucketCount()); // grows by the same rule as add()
+    EXPECT_STREQ("Net1", set.find("net1")->tocs());
+}
+
 TEST(YHashTableTest, GrowsWhenItemsPerLoadFactorExceedBuckets)
 {
     YHashTable<Key> t(2, 1);
