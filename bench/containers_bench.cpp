@@ -86,8 +86,7 @@ void hashInsertOurs(benchmark::State &state)
     for (auto _ : state) {
         YHashTable<YString> set;
         for (const YString &key : keys)
-            if (!set.contains(key))
-                set.add(key);
+            set.addUnique(key);
         benchmark::DoNotOptimize(set.getCount());
     }
 }

@@ -53,10 +53,11 @@ class complex;
 /// With `prim` the elements live in a plain heap block (from allocPrim),
 /// are moved with memcpy and never constructed, and all unused slots are
 /// zero; element types of 16 bytes or more are aligned to 16. `prim` can only
-/// be set for trivially copyable element types; asking for it on another type
-/// gives an ordinary vector. Without `prim`, elements are real objects from
-/// the virtual alloc(), and elements that leave the vector are overwritten
-/// with `fill`.
+/// be set for trivially copyable element types aligned to at most 16 bytes;
+/// asking for it on another type gives an ordinary vector. Without `prim`,
+/// elements are real objects from the virtual alloc(), and elements that
+/// leave the vector are overwritten with `fill`. A vector's default `prim` is
+/// true exactly where it can be set.
 ///
 /// Exhaustion raises MemoryException with the text
 /// "Detected in YVector<type>::alloc" or "...::allocPrim".
@@ -65,9 +66,9 @@ class YVector {
 public:
     /// \p n elements (size and capacity \p n). With \p prim the elements are a
     /// zero-filled block from allocPrim, otherwise default-constructed objects.
-    explicit YVector(unsigned int n = 0, bool prim = std::is_trivially_copyable<T>::value)
+    explicit YVector(unsigned int n = 0, bool prim = std::is_trivially_copyable<T>::value && alignof(T) <= 16)
         : data(nullptr), raw(nullptr), size(0), capacity(0),
-          prim(prim && std::is_trivially_copyable<T>::value), fill()
+          prim(prim && std::is_trivially_copyable<T>::value && alignof(T) <= 16), fill()
     {
         if (n != 0)
             data = this->prim ? zeroedPrim(n) : alloc(n);
@@ -247,7 +248,17 @@ private:
 
     void reallocate(unsigned int newCapacity)
     {
-        if (prim) {
+        if (prim && sizeof(T) < 16) {
+            // The block is the array itself: growing it in place when the
+            // heap can spares the copy.
+            void *block = std::realloc(raw, static_cast<std::size_t>(newCapacity) * sizeof(T));
+            if (block == nullptr)
+                sp_ThrowVectorExhausted("allocPrim", typeid(T));
+            raw = block;
+            data = static_cast<T *>(block);
+            std::memset(static_cast<void *>(data + size), 0,
+                        static_cast<std::size_t>(newCapacity - size) * sizeof(T));
+        } else if (prim) {
             void *oldBlock = raw;
             T *fresh = allocPrim(newCapacity);
             if (size != 0)
@@ -259,8 +270,13 @@ private:
             data = fresh;
         } else {
             T *fresh = alloc(newCapacity);
-            for (unsigned int i = size; i-- > 0;)
-                fresh[i] = std::move(data[i]);
+            try {
+                for (unsigned int i = size; i-- > 0;)
+                    fresh[i] = std::move(data[i]);
+            } catch (...) {
+                free(fresh);
+                throw;
+            }
             free(data);
             data = fresh;
         }
@@ -314,7 +330,10 @@ public:
 /// An array of separately allocated elements of type T, owned by the array.
 ///
 /// The non-const operator[] grows the array as YVector does: while the index
-/// is not below the count, a default T is added at the end.
+/// is not below the count, a default T is added at the end. Elements never
+/// move in memory; only their pointers do. The core's fields can be read
+/// through the array; add items with add() or insertAt(), not through the
+/// core's addDataAt(), since the array deletes every item it points to.
 template <typename T>
 class YArray : public YArrayData {
 public:
@@ -800,6 +819,21 @@ public:
             rehash();
     }
 
+    /// Adds \p value as add() does, but only if no equal value is there
+    /// (one look-up instead of contains() and add()). True if it was added.
+    bool addUnique(const T &value)
+    {
+        unsigned int bucket = bucketOf(value);
+        for (Node *n = buckets[bucket].head; n != nullptr; n = n->next)
+            if (Traits::equal(n->value, value))
+                return false;
+        buckets[bucket].prepend(value);
+        ++itemCount;
+        if (loadFactor > 0 && itemCount / loadFactor > bucketCount)
+            rehash();
+        return true;
+    }
+
     /// The first value equal to \p key in its bucket, or null.
     T *find(const T &key)
     {
@@ -1020,11 +1054,12 @@ public:
 
     /// Appends \p c; first doubles the capacity if length >= capacity - 1.
     void add(char c);
-    /// Appends each character of \p text by the rule of add(); null or an
-    /// empty text does nothing.
+    /// Appends the characters of \p text, the capacity growing as if each
+    /// went in by add(); null or an empty text does nothing.
     void append(const char *text);
-    /// Appends \p n characters of \p text (NUL characters included); n <= 0
-    /// or a null text does nothing.
+    /// Appends the first \p n characters of \p text (which must have that
+    /// many; NUL characters included) by the same rule; n <= 0 or a null text
+    /// does nothing.
     void append(const char *text, int n);
     /// The text.
     const char *get() const { return data; }
@@ -1047,8 +1082,8 @@ public:
     char *detach();
 
 protected:
-    /// Doubles the capacity (at least to \p needed bytes).
-    void grow(int needed);
+    /// Doubles the capacity until it holds at least \p needed bytes.
+    void grow(long long needed);
 
     char *data;   ///< the text, terminated at `length`
     int length;   ///< number of characters

@@ -90,6 +90,23 @@ TEST(DynFuncTest, CallAfterDefinitionIsBoundAtOnce)
     EXPECT_FALSE(call.isUnresolved());
 }
 
+int countArgsFallback(int n, ...)
+{
+    return -n;
+}
+int countArgsReal(int n, ...)
+{
+    return n;
+}
+
+TEST(DynFuncTest, FunctionsWithVariableArgumentsBind)
+{
+    int (*fn)(int, ...) = countArgsFallback;
+    RegisterDynFuncCall call(&fn, "kvtestVariadic");
+    RegisterDynFuncDef def("kvtestVariadic", countArgsReal);
+    EXPECT_EQ(3, fn(3, 1, 2, 3));
+}
+
 TEST(DynFuncTest, CallWithoutDefinitionKeepsItsDefault)
 {
     IntFn fn = fallbackFn;
