@@ -27,7 +27,8 @@
 #include <memory>
 
 /// The kinds of message, with the prefix format each one gets from output.
-enum MessageType {
+/// Any other value is an unknown kind: output gives it an empty text.
+enum MessageType : int {
     MsgError = 0,      ///< "Error : %s\n"
     MsgWarning = 1,    ///< "Warning : %s\n"
     MsgUnexpected = 2, ///< "Unexpected error, please contact support : %s\n"

@@ -858,7 +858,8 @@ TEST(ScanArgSwitch, AssignmentSharesArguments)
     EXPECT_EQ(target.getArgs(), source.getArgs());
     EXPECT_EQ(target.size(), 1);
     EXPECT_STREQ(target[0].tocs(), "out.txt");
-    target = target;
+    ArgSwitch &alias = target;
+    target = alias;
     EXPECT_STREQ(target[0].tocs(), "out.txt");
 }
 
