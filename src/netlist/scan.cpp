@@ -11,6 +11,7 @@
 #include "core/text_util.h"
 
 #include <charconv>
+#include <cstdint>
 #include <cstring>
 
 namespace {
@@ -29,19 +30,44 @@ inline bool inSet(const char *set, char c)
     return false;
 }
 
-inline const char *skipSet(const char *p, const char *set)
+// A set of byte values, for the inner loops: one bit per value.
+class CharSet {
+public:
+    void add(const char *set)
+    {
+        if (set != nullptr)
+            for (; *set != 0; ++set)
+                addChar(*set);
+    }
+    void addChar(char c)
+    {
+        const unsigned v = static_cast<unsigned char>(c);
+        bits[v >> 6] |= std::uint64_t{1} << (v & 63);
+    }
+    bool has(char c) const
+    {
+        const unsigned v = static_cast<unsigned char>(c);
+        return (bits[v >> 6] >> (v & 63)) & 1;
+    }
+
+private:
+    std::uint64_t bits[4] = {0, 0, 0, 0};
+};
+
+// Skips the characters of \p set (which never holds the terminator).
+inline const char *skipSet(const char *p, const CharSet &set)
 {
-    while (inSet(set, *p))
+    while (set.has(*p))
         ++p;
     return p;
 }
 
-// Reads a word starting at \p p: up to a delimiter, a single or the end, and
-// at most kMaxWord characters.
-inline const char *wordEnd(const char *p, const char *delimiters, const char *singles)
+// End of a word starting at \p p: the first character of \p stop (which
+// holds the terminator), and at most kMaxWord characters on.
+inline const char *wordEnd(const char *p, const CharSet &stop)
 {
     const char *limit = p + kMaxWord;
-    while (p < limit && *p != 0 && !inSet(delimiters, *p) && !inSet(singles, *p))
+    while (p < limit && !stop.has(*p))
         ++p;
     return p;
 }
@@ -105,7 +131,9 @@ YString sp_GetToken(const char **cursor, const ScanSpec &spec, int *type)
         *type = -1;
         return YString();
     }
-    const char *p = skipSet(*cursor, spec.delimiters);
+    CharSet delimiters;
+    delimiters.add(spec.delimiters);
+    const char *p = skipSet(*cursor, delimiters);
     *cursor = p;
     if (*p == 0) {
         *type = -1;
@@ -120,7 +148,10 @@ YString sp_GetToken(const char **cursor, const ScanSpec &spec, int *type)
         *cursor = p + 1;
         return YString();
     }
-    const char *end = wordEnd(p, spec.delimiters, spec.singles);
+    CharSet stop = delimiters;
+    stop.add(spec.singles);
+    stop.addChar(0);
+    const char *end = wordEnd(p, stop);
     *cursor = end;
     *type = 0;
     return span(p, end);
@@ -131,13 +162,16 @@ YString sp_GetToken(const char **cursor, const char *delimiters, const char *quo
 {
     if (cursor == nullptr || *cursor == nullptr)
         return YString();
-    const char *p = skipSet(*cursor, delimiters);
+    CharSet stop;
+    stop.add(delimiters);
+    const char *p = skipSet(*cursor, stop);
     if (*p == 0) {
         *cursor = p;
         return YString();
     }
     if (!quotingOn(quotes, closeQuotes) || !inSet(quotes, *p)) {
-        const char *end = wordEnd(p, delimiters, nullptr);
+        stop.addChar(0);
+        const char *end = wordEnd(p, stop);
         *cursor = end;
         return span(p, end);
     }
@@ -176,7 +210,9 @@ YString sp_StrTok(const char **cursor, const char *delimiters)
 {
     if (cursor == nullptr || *cursor == nullptr)
         return YString();
-    const char *p = skipSet(*cursor, delimiters);
+    CharSet stop;
+    stop.add(delimiters);
+    const char *p = skipSet(*cursor, stop);
     if (*p == '"') {
         const char *start = ++p;
         while (*p != 0 && *p != '"')
@@ -188,7 +224,8 @@ YString sp_StrTok(const char **cursor, const char *delimiters)
         return span(start, end);
     }
     const char *start = p;
-    while (*p != 0 && !inSet(delimiters, *p))
+    stop.addChar(0);
+    while (!stop.has(*p))
         ++p;
     *cursor = p;
     return span(start, p);
