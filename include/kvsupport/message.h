@@ -54,6 +54,7 @@ public:
     MessageHandler(const MessageHandler &other);
     /// Copies the counters.
     MessageHandler &operator=(const MessageHandler &other);
+    /// Handlers are destroyed through this class.
     virtual ~MessageHandler();
     /// Asks the handler to send its output to a file; false here and in all
     /// the library's handlers.
@@ -139,7 +140,9 @@ class KVSUPPORT_API NullMessageHandler : public MessageHandler {
     void output(MessageType kind, const YString &text) override;
 
 public:
+    /// Counters at zero.
     NullMessageHandler();
+    /// Nothing to release.
     ~NullMessageHandler() override;
 };
 
@@ -150,6 +153,7 @@ class KVSUPPORT_API FileMessageHandler : public MessageHandler {
 public:
     /// No file attached: messages go nowhere.
     FileMessageHandler();
+    /// Leaves the file open: it belongs to the caller.
     ~FileMessageHandler() override;
     /// Sets the file (null detaches). stdout and stderr are refused, since
     /// writing to them would come back to this handler: they detach.
@@ -170,7 +174,9 @@ public:
     StringMessageHandler();
     /// Shares \p other's collection; only the counters are the copy's own.
     StringMessageHandler(const StringMessageHandler &other);
+    /// Frees the collection with its strings once no copy shares it.
     ~StringMessageHandler() override;
+    /// Not assignable: copy-construct to share a collection.
     StringMessageHandler &operator=(const StringMessageHandler &) = delete;
 
     /// The messages collected, oldest first.

@@ -190,6 +190,7 @@ public:
     ~ArgSwitch();
     /// Copies the three fields: both objects then share the same arguments.
     ArgSwitch &operator=(const ArgSwitch &other);
+    /// Not copyable by construction: assign to share arguments.
     ArgSwitch(const ArgSwitch &) = delete;
 
     /// True if the switch was found.
@@ -231,7 +232,9 @@ public:
     WordArray(int argc, char **argv);
     /// Returns the vector to the pool.
     ~WordArray();
+    /// Not copyable: the words are borrowed.
     WordArray(const WordArray &) = delete;
+    /// Not assignable: the words are borrowed.
     WordArray &operator=(const WordArray &) = delete;
 
     /// Copy of word \p i; empty out of range.

@@ -236,9 +236,9 @@ bool sp_SplitToken(const char **cursor, char separator, YString *out)
     if (cursor == nullptr || *cursor == nullptr || **cursor == 0)
         return false;
     const char *start = *cursor;
-    const char *p = start;
-    while (*p != 0 && *p != separator)
-        ++p;
+    const char *p = std::strchr(start, separator);
+    if (p == nullptr)
+        p = start + std::strlen(start);
     if (out != nullptr)
         *out = span(start, p);
     *cursor = *p != 0 ? p + 1 : p;
@@ -262,9 +262,9 @@ char *sp_ScanLine(char **cursor, char separator)
     if (cursor == nullptr || *cursor == nullptr || **cursor == 0)
         return nullptr;
     char *field = *cursor;
-    char *p = field;
-    while (*p != 0 && *p != separator)
-        ++p;
+    char *p = std::strchr(field, separator); // the terminator when separator is 0
+    if (p == nullptr)
+        p = field + std::strlen(field);
     if (*p != 0) {
         *p = 0;
         ++p;

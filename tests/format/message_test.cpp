@@ -416,6 +416,17 @@ TEST(DefaultMessageHandler, WithoutApplicationMessagesVanish)
     EXPECT_EQ(h->getErrorCount(), before + 1);
 }
 
+TEST(DefaultMessageHandler, FprintfToAFileWritesItEvenWithoutApplication)
+{
+    ScratchFile f;
+    kv_fprintf(f.get(), "x=%d;", 3);
+    YArray<PrintfArg> args;
+    args.add(PrintfArg(2.5));
+    kv_fprintf_array(f.get(), "y=%g", args);
+    kv_fprintf(nullptr, "nowhere");
+    EXPECT_EQ(f.text(), "x=3;y=2.5");
+}
+
 namespace {
 
 YRef<MessageHandler> &applicationHandler()
