@@ -125,6 +125,26 @@ bool nextValueToken(FILE *stream, char *token)
     return true;
 }
 
+// Reads \p token as the C conversion "%lg" does, in the C locale: a numeric
+// start is converted. One case differs from strtod: a "0x" prefix with no hex
+// digit or point after it is no number for the conversion, while strtod
+// would take its "0".
+bool readLg(const char *token, double *value)
+{
+    const char *p = token;
+    if (*p == '+' || *p == '-')
+        ++p;
+    if (p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) {
+        const char c = p[2];
+        const bool hex = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+        if (!hex && c != '.')
+            return false;
+    }
+    char *end = nullptr;
+    *value = kv::platform::strtodC(token, &end);
+    return end != token;
+}
+
 // The pair store: x and y alternating in one C-allocated array.
 struct PairStore {
     double *data = nullptr;
@@ -182,9 +202,8 @@ void sp_ReadValuePairs(FILE *stream, double **values, int *count, ReadValuePairs
     while (stream != nullptr && nextValueToken(stream, token)) {
         if (std::strcmp(token, "+") == 0)
             continue;
-        char *end = nullptr;
-        const double v = kv::platform::strtodC(token, &end);
-        if (end == token)
+        double v = 0;
+        if (!readLg(token, &v))
             continue;
         if (!haveX) {
             x = v;

@@ -654,6 +654,13 @@ TEST(ScanValuePairs, CLocaleNumbers)
     EXPECT_EQ(p.values, (std::vector<double>{1.5e-3, 2.25, 16, -7}));
 }
 
+TEST(ScanValuePairs, ReadLikeTheLgConversion)
+{
+    // "0x" with no hex digit is no number; "1e" and "0x." read as numbers.
+    Pairs p = readPairs("0x 1e 2 -0xg 0x. 3 +0X 0x1p 1.5e- .");
+    EXPECT_EQ(p.values, (std::vector<double>{1, 2, 0, 3, 1, 1.5}));
+}
+
 TEST(ScanValuePairs, NullArguments)
 {
     double *values = nullptr;
