@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <clocale>
 #include <cstdio>
 #include <fstream>
 #include <mutex>
@@ -545,6 +546,20 @@ TEST(ErrorLists, AddErrorIgnoresCaseDuplicates)
     EXPECT_EQ(listTexts(list), (Strings{"node 4 at 1.50 V", "FILE MISSING"}));
     EXPECT_EQ(list.getCount(), 2);
     sp_AddError(nullptr, "ignored");
+}
+
+TEST(ErrorLists, NumbersWhateverTheLocale)
+{
+    const std::string saved = std::setlocale(LC_NUMERIC, nullptr);
+    if (std::setlocale(LC_NUMERIC, "de_DE.utf8") == nullptr)
+        GTEST_SKIP() << "no German locale installed";
+    YList<YString> list;
+    sp_AddError(&list, "%.2f", 1.5);
+    StringMessageHandler h;
+    h.error("%g", 2.5);
+    std::setlocale(LC_NUMERIC, saved.c_str());
+    EXPECT_EQ(listTexts(list), (Strings{"1.50"}));
+    EXPECT_EQ(collected(h), (Strings{"Error : 2.5\n"}));
 }
 
 TEST(ErrorLists, AddErrorCutsAt511Characters)

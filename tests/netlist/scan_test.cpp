@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -659,6 +660,16 @@ TEST(ScanValuePairs, ReadLikeTheLgConversion)
     // "0x" with no hex digit is no number; "1e" and "0x." read as numbers.
     Pairs p = readPairs("0x 1e 2 -0xg 0x. 3 +0X 0x1p 1.5e- .");
     EXPECT_EQ(p.values, (std::vector<double>{1, 2, 0, 3, 1, 1.5}));
+}
+
+TEST(ScanValuePairs, DecimalPointWhateverTheLocale)
+{
+    const std::string saved = std::setlocale(LC_NUMERIC, nullptr);
+    if (std::setlocale(LC_NUMERIC, "de_DE.utf8") == nullptr)
+        GTEST_SKIP() << "no German locale installed";
+    Pairs p = readPairs("1.5 2.25");
+    std::setlocale(LC_NUMERIC, saved.c_str());
+    EXPECT_EQ(p.values, (std::vector<double>{1.5, 2.25}));
 }
 
 TEST(ScanValuePairs, NullArguments)
