@@ -66,8 +66,7 @@ inline const char *skipSet(const char *p, const CharSet &set)
 // holds the terminator), and at most kMaxWord characters on.
 inline const char *wordEnd(const char *p, const CharSet &stop)
 {
-    const char *limit = p + kMaxWord;
-    while (p < limit && !stop.has(*p))
+    for (int n = 0; n < kMaxWord && !stop.has(*p); ++n)
         ++p;
     return p;
 }
