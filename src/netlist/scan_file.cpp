@@ -7,6 +7,7 @@
 
 #include "platform/c_locale.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -160,6 +161,8 @@ struct PairStore {
     // Makes room for one more pair; false when the heap refuses.
     bool room()
     {
+        if (count > INT_MAX - 2)
+            return false; // the count of values would not fit its int
         const std::size_t used = static_cast<std::size_t>(count) * sizeof(double);
         if (capacityBytes - used >= 16)
             return true;
