@@ -807,6 +807,8 @@ TEST(YHashTableTest, BadBucketCountBecomesOne)
 {
     YHashTable<Key> t(0, 0);
     EXPECT_EQ(1, t.getBucketCount());
+    EXPECT_TRUE(t.getBucket(1).isEmpty());
+    EXPECT_TRUE(t.getBucket(-1).isEmpty());
     t.add(Key{5});
     EXPECT_TRUE(t.contains(Key{5}));
 }
@@ -913,6 +915,36 @@ TEST(BufTest, AddDoublesWhenLengthReachesCapacityMinusOne)
     b.append("efghijkl");
     EXPECT_EQ(16, b.getCapacity());
     EXPECT_STREQ("abcdefghijkl", b.get());
+}
+
+TEST(BufTest, AppendGrowsAsAddingEachCharacterWould)
+{
+    for (int start = 1; start < 20; ++start) {
+        for (int n = 0; n < 70; n += 3) {
+            std::string text(static_cast<std::size_t>(n), 'q');
+            Buf whole(start);
+            Buf byChar(start);
+            whole.add('a');
+            byChar.add('a');
+            whole.append(text.c_str());
+            for (char c : text)
+                byChar.add(c);
+            ASSERT_EQ(byChar.getCapacity(), whole.getCapacity()) << start << " " << n;
+            ASSERT_STREQ(byChar.get(), whole.get());
+        }
+    }
+}
+
+struct alignas(32) OverAligned {
+    double v[4];
+};
+
+TEST(YVectorTest, OverAlignedTypesAreNeverPrim)
+{
+    YVector<OverAligned> v(3, true);
+    EXPECT_FALSE(v.prim);
+    v[5].v[0] = 1;
+    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(v.data) % 32);
 }
 
 TEST(BufTest, AppendEmptyOrNullDoesNothing)

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QFileInfo>
 
 #include <dlfcn.h>
@@ -430,6 +431,21 @@ TEST(DynFuncModuleTest, DefinerFirstThenCallerIsBoundAtOnce)
     definer.close();
     EXPECT_EQ(-5, callTriple(5));
     caller.close();
+}
+
+TEST(DynFuncModuleTest, ModuleLoadedByARelativeNameIsReportedByItsFullPath)
+{
+    QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(QStringLiteral(KVTEST_DYNFUNC_MODULE_DIR)));
+    void *handle = dlopen("./libkvtest_dynfunc_call.so", RTLD_NOW | RTLD_LOCAL);
+    QDir::setCurrent(before);
+    ASSERT_NE(nullptr, handle) << dlerror();
+    std::vector<DynamicFunctionInfo> rows = infoRows("kvtestModuleTriple", true);
+    ASSERT_EQ(1u, rows.size());
+    QString expected = QFileInfo(QStringLiteral(KVTEST_DYNFUNC_MODULE_DIR "/libkvtest_dynfunc_call.so"))
+                           .canonicalFilePath();
+    EXPECT_EQ(expected, QString(rows[0].callModule.tocs()));
+    dlclose(handle);
 }
 
 TEST(DynFuncModuleTest, PointerInThisProgramFollowsTheModule)
