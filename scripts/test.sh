@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Builds kvsupport and runs every check:
 #   1. g++ build with warnings as errors, all unit tests (ctest);
-#   2. the unit tests again under AddressSanitizer + UndefinedBehaviorSanitizer;
-#   3. clang build with warnings as errors, each libFuzzer target run briefly
-#      on its seed corpus;
+#   2. clang build with warnings as errors, the unit tests again under
+#      AddressSanitizer + UndefinedBehaviorSanitizer;
+#   3. clang build of the libFuzzer targets, each run briefly on a copy of its
+#      seed corpus;
 #   4. install into a prefix and build a consumer through find_package and
 #      through pkg-config, then run it;
 #   5. a short run of every benchmark (it prints the ratios to the peers).
@@ -22,16 +23,16 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKVSUPPORT_WERRO
 ninja -C build -j "$jobs"
 (cd build && ctest --output-on-failure -j "$jobs")
 
-step "unit tests under AddressSanitizer and UndefinedBehaviorSanitizer"
+step "clang build (warnings are errors), unit tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKVSUPPORT_WERROR=ON -DKVSUPPORT_SANITIZE=ON \
-      -DKVSUPPORT_BUILD_BENCH=OFF -DKVSUPPORT_BUILD_TOOLS=OFF >/dev/null
+      -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DKVSUPPORT_BUILD_BENCH=OFF >/dev/null
 ninja -C build-asan -j "$jobs"
 (cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j "$jobs")
 
-step "clang build (warnings are errors) and fuzzing"
+step "fuzzing"
 cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKVSUPPORT_WERROR=ON \
       -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DKVSUPPORT_BUILD_FUZZ=ON \
-      -DKVSUPPORT_BUILD_TESTS=OFF -DKVSUPPORT_BUILD_BENCH=OFF >/dev/null
+      -DKVSUPPORT_BUILD_TESTS=OFF -DKVSUPPORT_BUILD_BENCH=OFF -DKVSUPPORT_BUILD_TOOLS=OFF >/dev/null
 ninja -C build-fuzz -j "$jobs"
 for target in build-fuzz/fuzz/*_fuzz; do
   name=$(basename "$target")

@@ -15,5 +15,7 @@
 #include <kvsupport/engnum.h>
 #include <kvsupport/pattern.h>
 #include <kvsupport/paths.h>
+#include <kvsupport/scan.h>
+#include <kvsupport/message.h>
 
 #endif

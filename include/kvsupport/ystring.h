@@ -41,7 +41,7 @@ KVSUPPORT_API bool sp_CaseSensitiveFiles();
 class KVSUPPORT_API YString {
 public:
     /// How comparisons treat letter case; any non-zero value acts as IgnoreCase.
-    enum CaseMatch { ExactCase = 0, IgnoreCase = 1 };
+    enum CaseMatch : int { ExactCase = 0, IgnoreCase = 1 };
 
     /// Target of an out-of-range operator[]; initially 0.
     static char ErrorChar;

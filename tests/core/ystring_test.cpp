@@ -164,7 +164,8 @@ TEST(YStringAssign, AppendIncludingSelf)
     YString a("ab");
     a &= "cd";
     EXPECT_STREQ(a.tocs(), "abcd");
-    a &= a;
+    const YString &itself = a;
+    a &= itself;
     EXPECT_STREQ(a.tocs(), "abcdabcd");
     YString e;
     e &= "";
