@@ -145,7 +145,9 @@ public:
     /// Reads through the base64 section if one is open; 0 when closed.
     unsigned read(char *buffer, unsigned n) override;
     /// Writes through the base64 section if one is open; 0 when closed. A
-    /// count other than \p n sets the write-failed flag for good. Inside a
+    /// count other than \p n sets the write-failed flag for good, and a file
+    /// in error takes nothing more (0). Small writes are buffered: a failure
+    /// to pass them on shows in the flag by flush() or close(). Inside a
     /// base64 section the full count is returned; the flag is set if the
     /// encoded text can't be written.
     unsigned write(const char *data, unsigned n) override;

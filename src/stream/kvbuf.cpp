@@ -236,6 +236,14 @@ unsigned kvfbuf::read(char *buffer, unsigned n)
 
 unsigned kvfbuf::writeFile(const char *data, unsigned n)
 {
+    // After a failed write the C library may still take bytes into its
+    // buffer and count them, though they can never reach the file: a file
+    // in error takes nothing more, so no count claims bytes it lost.
+    if (std::ferror(file) != 0) {
+        if (n != 0)
+            failedWrite = true;
+        return 0;
+    }
     unsigned written = static_cast<unsigned>(std::fwrite(data, 1, n, file));
     if (written != n)
         failedWrite = true;
@@ -262,7 +270,7 @@ void kvfbuf::put(char c)
         return;
     if (base64 != nullptr) {
         writeBase64(&c, 1);
-    } else if (std::fputc(static_cast<unsigned char>(c), file) == EOF) {
+    } else if (std::ferror(file) != 0 || std::fputc(static_cast<unsigned char>(c), file) == EOF) {
         failedWrite = true;
     }
 }
