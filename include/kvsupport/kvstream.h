@@ -19,6 +19,7 @@
 #ifndef KVSUPPORT_KVSTREAM_H
 #define KVSUPPORT_KVSTREAM_H
 
+#include <kvsupport/containers.h>
 #include <kvsupport/export.h>
 #include <kvsupport/filelock.h>
 #include <kvsupport/ystring.h>
@@ -26,7 +27,6 @@
 #include <cstdarg>
 #include <cstdio>
 
-class CharQueue;
 class MessageHandler;
 
 /// Bits of the open mode of kvfbuf::open.
@@ -237,6 +237,52 @@ private:
     CharQueue *bytes;
 };
 
+/// A device that passes written text to a MessageHandler as printf output,
+/// without the handler's lock: it counts a printf and calls finalOutput.
+class KVSUPPORT_API kvstdbuf : public kvbuf {
+public:
+    /// On the process's default handler.
+    kvstdbuf();
+    /// On \p handler (an empty reference writes nothing).
+    explicit kvstdbuf(const YRef<MessageHandler> &handler);
+    ~kvstdbuf() override;
+
+    /// Passes YString(data, n) on (text stops at a NUL) and returns \p n;
+    /// 0 without a handler.
+    unsigned write(const char *data, unsigned n) override;
+    /// 0: nothing can be read.
+    int get() override { return 0; }
+    /// 0: nothing can be read.
+    unsigned read(char *, unsigned) override { return 0; }
+    /// Never at an end.
+    bool eof() override { return false; }
+    /// Never failed.
+    bool fail() override { return false; }
+    /// Always usable.
+    explicit operator bool() override { return true; }
+    /// The handler.
+    const YRef<MessageHandler> &getHandler() const { return handler; }
+
+protected:
+    /// The kind of message that write() passes on.
+    virtual int messageKind() const;
+
+private:
+    YRef<MessageHandler> handler;
+};
+
+/// As kvstdbuf, passing the text on as HTML messages.
+class KVSUPPORT_API kvstdbuf_html : public kvstdbuf {
+public:
+    /// On the process's default handler.
+    kvstdbuf_html();
+    /// On \p handler.
+    explicit kvstdbuf_html(const YRef<MessageHandler> &handler);
+
+protected:
+    int messageKind() const override;
+};
+
 /// What an application gives a kvstream to decrypt protected lines. The
 /// library holds no algorithm or key of its own.
 class KVSUPPORT_API EncryptInterface {
@@ -430,5 +476,34 @@ public:
 private:
     kvstrbuf *stringBuffer() const;
 };
+
+/// A stream to a message handler (text passes on as printf output).
+class KVSUPPORT_API kvstdstream : public kvstream {
+public:
+    /// On the process's default handler.
+    kvstdstream();
+    /// On \p handler.
+    explicit kvstdstream(const YRef<MessageHandler> &handler);
+};
+
+/// A stream to a message handler, passing text on as HTML messages.
+class KVSUPPORT_API kvstdstream_html : public kvstream {
+public:
+    /// On the process's default handler.
+    kvstdstream_html();
+    /// On \p handler.
+    explicit kvstdstream_html(const YRef<MessageHandler> &handler);
+};
+
+/// \p width asterisks, then a line feed, written to \p stream.
+KVSUPPORT_API void sp_PrintBoxEdge(kvstream &stream, int width);
+/// "***", width - 6 blanks, "***\n", written to \p stream.
+KVSUPPORT_API void sp_PrintSides(kvstream &stream, int width);
+/// "*** ", \p text centred in width - length - 7 blanks (the left part
+/// rounded down), "***\n", written to \p stream.
+KVSUPPORT_API void sp_PrintLineCentred(kvstream &stream, const char *text, int width);
+/// Edge, sides, each line of \p text centred, sides, edge, written to
+/// \p stream.
+KVSUPPORT_API void sp_PrintBoxedText(kvstream &stream, const char *text, int width);
 
 #endif

@@ -1,6 +1,7 @@
 // The stream framework: devices (file, memory), kvstream with its decryption
 // hook, base64 sections, line reading, and the YString stream forms.
 #include <kvsupport/kvstream.h>
+#include <kvsupport/message.h>
 
 #include "support/test_support.h"
 
@@ -1112,4 +1113,87 @@ TEST(WriteFailure, FullDeviceIsReportedAndNothingUnwrittenIsCounted)
 {
     std::string path = tempFile("full.dat");
     EXPECT_EQ(kvtest::runChild("stream_full_device", {QString::fromStdString(path)}), 0);
+}
+
+// ---- message-handler streams and boxed text ----
+
+TEST(HandlerStream, TextGoesToTheHandlerAsPrintfOutput)
+{
+    auto *collector = new StringMessageHandler;
+    YRef<MessageHandler> handler(collector);
+    {
+        kvstdstream s(handler);
+        s << "abc";
+        s.printf("%d-%s", 5, "x");
+        s << 1.5;
+        EXPECT_TRUE(static_cast<bool>(s));
+        EXPECT_FALSE(s.eof());
+        EXPECT_FALSE(s.fail());
+        EXPECT_EQ(s.get(), 0);
+        char buf[4];
+        EXPECT_EQ(s.read(buf, 4), 0u);
+        EXPECT_EQ(s.tellg(), -1);
+        EXPECT_EQ(s.seekg(0), -1);
+        EXPECT_EQ(s.write("n\0m", 3), 3u) << "the count given comes back";
+    }
+    ASSERT_EQ(collector->getStrings().getCount(), 4);
+    EXPECT_STREQ(collector->getStrings().at(0).tocs(), "abc");
+    EXPECT_STREQ(collector->getStrings().at(1).tocs(), "5-x");
+    EXPECT_STREQ(collector->getStrings().at(2).tocs(), "1.5");
+    EXPECT_STREQ(collector->getStrings().at(3).tocs(), "n") << "the text stops at a NUL";
+    EXPECT_EQ(collector->getPrintfCount(), 4);
+    EXPECT_EQ(collector->getErrorCount(), 0);
+}
+
+TEST(HandlerStream, HtmlFormCountsAsPrintfToo)
+{
+    auto *collector = new StringMessageHandler;
+    YRef<MessageHandler> handler(collector);
+    kvstdstream_html s(handler);
+    s << "<b>x</b>";
+    ASSERT_EQ(collector->getStrings().getCount(), 1);
+    EXPECT_STREQ(collector->getStrings().at(0).tocs(), "<b>x</b>");
+    EXPECT_EQ(collector->getPrintfCount(), 1);
+}
+
+TEST(HandlerStream, DefaultHandlerAndEmptyHandler)
+{
+    kvstdstream s;
+    EXPECT_EQ(s.write("abc", 3), 3u);
+    kvstdstream_html h;
+    EXPECT_EQ(h.write("abc", 3), 3u);
+    kvstdstream none{YRef<MessageHandler>()};
+    EXPECT_EQ(none.write("abc", 3), 0u) << "no handler, nothing written";
+}
+
+TEST(StreamBoxedText, StreamFormsWriteTheBoxByteExactly)
+{
+    kvstrstream s;
+    sp_PrintBoxEdge(s, 12);
+    sp_PrintSides(s, 12);
+    sp_PrintLineCentred(s, "ab", 12);
+    EXPECT_EQ(std::string(s.getString()), "************\n"
+                                          "***      ***\n"
+                                          "***  ab  ***\n");
+    kvstrstream box;
+    sp_PrintBoxedText(box, "ab\ncde\n", 13);
+    EXPECT_EQ(std::string(box.getString()), "*************\n"
+                                            "***       ***\n"
+                                            "***   ab  ***\n"
+                                            "***  cde  ***\n"
+                                            "***       ***\n"
+                                            "*************\n");
+}
+
+TEST(StreamBoxedText, NoTestForTheConsoleAndNothingWithoutDevice)
+{
+    auto *collector = new StringMessageHandler;
+    YRef<MessageHandler> handler(collector);
+    kvstdstream s(handler);
+    sp_PrintBoxEdge(s, 3);
+    ASSERT_EQ(collector->getStrings().getCount(), 2);
+    EXPECT_STREQ(collector->getStrings().at(0).tocs(), "***");
+    kvstream none;
+    sp_PrintBoxedText(none, "x", 20);
+    sp_PrintLineCentred(none, nullptr, 20);
 }
