@@ -408,6 +408,7 @@ protected:
 
 private:
     bool fillLine();
+    bool getlineFromFile(YString *line, FILE *file);
     void releaseOwned();
 
     bool lineEncrypted;

@@ -4,8 +4,10 @@
 #include <kvsupport/kvstream.h>
 
 #include "format/c_format.h"
+#include "platform/file_lines.h"
 
 #include <cstring>
+#include <typeinfo>
 
 namespace {
 
@@ -252,6 +254,24 @@ void kvstream::getline(char *line, int size)
     }
 }
 
+// getline on a plain file device without decryption: the same steps as the
+// character loop below, a piece of up to 511 characters per call.
+bool kvstream::getlineFromFile(YString *line, FILE *file)
+{
+    char chunk[lineChunk + 1];
+    for (;;) {
+        int stored = 0;
+        kv::platform::LinePieceResult end = kv::platform::readLinePiece(file, chunk, lineChunk, &stored);
+        charCount += stored + (end == kv::platform::LinePieceFull ? 0 : 1);
+        if (end == kv::platform::LinePieceEnd)
+            return false;
+        chunk[stored] = 0;
+        *line &= chunk;
+        if (end == kv::platform::LinePieceNewline)
+            return true;
+    }
+}
+
 bool kvstream::getline(YString *line)
 {
     if (line == nullptr)
@@ -259,6 +279,10 @@ bool kvstream::getline(YString *line)
     *line = "";
     if (buffer == nullptr || eof())
         return false;
+    if (encrypt == nullptr && typeid(*buffer) == typeid(kvfbuf)) {
+        if (FILE *file = static_cast<kvfbuf *>(buffer)->getFile())
+            return getlineFromFile(line, file);
+    }
     char chunk[lineChunk + 1];
     int used = 0;
     for (int c = get(); c != -1; c = get()) {

@@ -1197,3 +1197,23 @@ TEST(StreamBoxedText, NoTestForTheConsoleAndNothingWithoutDevice)
     sp_PrintBoxedText(none, "x", 20);
     sp_PrintLineCentred(none, nullptr, 20);
 }
+
+TEST(GetLine, FileAndMemoryDevicesGiveTheSameLinesAndCounts)
+{
+    std::string text = "first\n\n" + std::string(1200, 'w') + "\nmid\0dle\n" + std::string(530, 'e');
+    text[7 + 1200 + 4] = '\0';
+    std::string path = tempFile("same.txt");
+    spit(path, text);
+    kvfstream file(path.c_str(), KvOpenIn | KvOpenBinary);
+    kvstrstream memory(text.data(), static_cast<int>(text.size()));
+    for (int i = 0; i < 7; ++i) {
+        YString a("a");
+        YString b("b");
+        bool fromFile = file.getline(&a);
+        bool fromMemory = memory.getline(&b);
+        EXPECT_EQ(fromFile, fromMemory) << "line " << i;
+        EXPECT_STREQ(a.tocs(), b.tocs()) << "line " << i;
+        EXPECT_EQ(file.getCharCount(), memory.getCharCount()) << "line " << i;
+    }
+    EXPECT_EQ(file.getCharCount(), static_cast<int>(text.size()) + 1) << "the get that met the end counts";
+}
