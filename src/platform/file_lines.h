@@ -17,7 +17,8 @@ enum LinePieceResult {
 
 /// Reads characters of \p file into \p out until a line feed, the end, or
 /// \p room characters; sets \p *stored to the number stored (the line feed
-/// is consumed but not stored).
+/// is consumed but not stored). \p out must have room + 1 bytes; the piece
+/// is terminated after the stored characters.
 LinePieceResult readLinePiece(std::FILE *file, char *out, int room, int *stored);
 
 } // namespace platform

@@ -256,17 +256,27 @@ void kvstream::getline(char *line, int size)
 
 // getline on a plain file device without decryption: the same steps as the
 // character loop below, a piece of up to 511 characters per call.
+// The first piece replaces the text in place, so that a string that owns its
+// block reuses it from line to line.
 bool kvstream::getlineFromFile(YString *line, FILE *file)
 {
     char chunk[lineChunk + 1];
+    bool first = true;
     for (;;) {
         int stored = 0;
         kv::platform::LinePieceResult end = kv::platform::readLinePiece(file, chunk, lineChunk, &stored);
         charCount += stored + (end == kv::platform::LinePieceFull ? 0 : 1);
-        if (end == kv::platform::LinePieceEnd)
+        if (end == kv::platform::LinePieceEnd) {
+            if (first)
+                *line = "";
             return false;
+        }
         chunk[stored] = 0;
-        *line &= chunk;
+        if (first)
+            *line = chunk;
+        else
+            *line &= chunk;
+        first = false;
         if (end == kv::platform::LinePieceNewline)
             return true;
     }
@@ -276,13 +286,14 @@ bool kvstream::getline(YString *line)
 {
     if (line == nullptr)
         return false;
+    if (buffer != nullptr && encrypt == nullptr && typeid(*buffer) == typeid(kvfbuf)) {
+        FILE *file = static_cast<kvfbuf *>(buffer)->getFile();
+        if (file != nullptr && !buffer->eof())
+            return getlineFromFile(line, file);
+    }
     *line = "";
     if (buffer == nullptr || eof())
         return false;
-    if (encrypt == nullptr && typeid(*buffer) == typeid(kvfbuf)) {
-        if (FILE *file = static_cast<kvfbuf *>(buffer)->getFile())
-            return getlineFromFile(line, file);
-    }
     char chunk[lineChunk + 1];
     int used = 0;
     for (int c = get(); c != -1; c = get()) {
