@@ -193,8 +193,11 @@ bool kvfbuf::open(const char *name, int mode, bool lock)
     bool truncates = how[0] == 'w';
     if (truncates && (mode & KvOpenReplace) != 0 && hasName && pathExists(name)) {
         QFile::remove(QString::fromUtf8(name));
-        if (pathExists(name))
+        if (pathExists(name)) {
+            if (fileLock.locked())
+                fileLock.unlock();
             return false;
+        }
     }
     char fopenMode[4] = {0};
     std::strcpy(fopenMode, how);
@@ -202,6 +205,8 @@ bool kvfbuf::open(const char *name, int mode, bool lock)
         std::strcat(fopenMode, "b");
     if (hasName)
         file = std::fopen(name, fopenMode);
+    if (file == nullptr && fileLock.locked())
+        fileLock.unlock(); // no file, so nothing to hold the lock for
     return file != nullptr;
 }
 
