@@ -24,5 +24,6 @@ target_compile_definitions(kvsupport_tests PRIVATE
 target_sources(kvsupport_tests PRIVATE
   ${PROJECT_SOURCE_DIR}/src/platform/posix/cpu_topology.cpp
   ${PROJECT_SOURCE_DIR}/src/platform/posix/named_mutex.cpp
-  ${PROJECT_SOURCE_DIR}/src/platform/posix/runtime_dir.cpp)
+  ${PROJECT_SOURCE_DIR}/src/platform/posix/runtime_dir.cpp
+  ${PROJECT_SOURCE_DIR}/src/platform/registry_store.cpp)
 target_link_libraries(kvsupport_tests PRIVATE rt)
