@@ -61,10 +61,12 @@ std::mutex &tableLock()
     return m;
 }
 
+// Never destroyed: a mapping kept for a thread that still holds its mutex
+// stays listed until the process ends.
 std::map<std::string, Mapping *> &table()
 {
-    static std::map<std::string, Mapping *> t;
-    return t;
+    static auto *t = new std::map<std::string, Mapping *>;
+    return *t;
 }
 
 std::uint64_t fnv1a(const std::string &s)
