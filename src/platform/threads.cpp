@@ -197,14 +197,6 @@ HandleTable &handles()
     return *table;
 }
 
-std::shared_ptr<HandleEntry> findHandle(int handle)
-{
-    HandleTable &t = handles();
-    std::lock_guard<std::mutex> guard(t.lock);
-    auto it = t.entries.find(handle);
-    return it == t.entries.end() ? nullptr : it->second;
-}
-
 } // namespace
 
 int sp_CreateMutex(const char *name, bool initialOwner)
@@ -226,17 +218,33 @@ int sp_CreateMutex(const char *name, bool initialOwner)
 
 bool sp_AcquireMutex(int handle, int ms)
 {
-    std::shared_ptr<HandleEntry> entry = findHandle(handle);
-    if (!entry)
-        return false;
+    std::shared_ptr<HandleEntry> entry;
+    {
+        // A try never blocks, so it runs under the table's lock; only a real
+        // wait pins the entry, so that a close meanwhile can't free it.
+        HandleTable &t = handles();
+        std::lock_guard<std::mutex> guard(t.lock);
+        auto it = t.entries.find(handle);
+        if (it == t.entries.end())
+            return false;
+        NamedMutexWait w = kv::platform::waitNamedMutex(it->second->named, 0);
+        if (w == NamedMutexWait::Acquired || w == NamedMutexWait::Abandoned)
+            return true;
+        if (ms == 0 || w != NamedMutexWait::TimedOut)
+            return false;
+        entry = it->second;
+    }
     NamedMutexWait w = kv::platform::waitNamedMutex(entry->named, ms < 0 ? -1 : ms);
     return w == NamedMutexWait::Acquired || w == NamedMutexWait::Abandoned;
 }
 
 void sp_ReleaseMutex(int handle)
 {
-    if (std::shared_ptr<HandleEntry> entry = findHandle(handle))
-        kv::platform::releaseNamedMutex(entry->named);
+    HandleTable &t = handles();
+    std::lock_guard<std::mutex> guard(t.lock);
+    auto it = t.entries.find(handle);
+    if (it != t.entries.end())
+        kv::platform::releaseNamedMutex(it->second->named);
 }
 
 void sp_CloseMutex(int handle)

@@ -21,6 +21,7 @@
 #include "platform/runtime_dir.h"
 
 #include <fcntl.h>
+#include <linux/futex.h>
 #include <pthread.h>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -30,6 +31,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 #include <map>
 #include <mutex>
@@ -52,7 +54,6 @@ struct Mapping {
     SharedBlock *block = nullptr;
     int refFd = -1;
     int handles = 0;
-    std::atomic<int> holds{0};
 };
 
 std::mutex &tableLock()
@@ -264,6 +265,21 @@ timespec deadlineAfter(int ms)
     return ts;
 }
 
+// True if a thread of this process holds the mutex. The lock word of a
+// robust mutex is the owner's thread id (the kernel's robust-futex protocol),
+// so no bookkeeping on the lock path is needed to know it.
+bool heldInThisProcess(const Mapping *m)
+{
+    unsigned int word = __atomic_load_n(
+        reinterpret_cast<const unsigned int *>(&m->block->mutex.__data.__lock), __ATOMIC_RELAXED);
+    unsigned int owner = word & FUTEX_TID_MASK;
+    if (owner == 0)
+        return false;
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/self/task/%u", owner);
+    return access(path, F_OK) == 0;
+}
+
 } // namespace
 
 struct NamedMutexHandle {
@@ -326,16 +342,12 @@ NamedMutexWait waitNamedMutex(NamedMutexHandle *handle, int ms)
     } else {
         return NamedMutexWait::Failed;
     }
-    handle->mapping->holds.fetch_add(1);
     return result;
 }
 
 bool releaseNamedMutex(NamedMutexHandle *handle)
 {
-    if (handle == nullptr || pthread_mutex_unlock(&handle->mapping->block->mutex) != 0)
-        return false;
-    handle->mapping->holds.fetch_sub(1);
-    return true;
+    return handle != nullptr && pthread_mutex_unlock(&handle->mapping->block->mutex) == 0;
 }
 
 void closeNamedMutex(NamedMutexHandle *handle)
@@ -346,7 +358,7 @@ void closeNamedMutex(NamedMutexHandle *handle)
     delete handle;
     if (m->key.empty()) {
         // An unnamed mutex has exactly one handle; keep it while it is held.
-        if (m->holds.load() == 0) {
+        if (!heldInThisProcess(m)) {
             pthread_mutex_destroy(&m->block->mutex);
             delete m->block;
             delete m;
@@ -354,7 +366,7 @@ void closeNamedMutex(NamedMutexHandle *handle)
         return;
     }
     std::lock_guard<std::mutex> lock(tableLock());
-    if (--m->handles > 0 || m->holds.load() > 0)
+    if (--m->handles > 0 || heldInThisProcess(m))
         return;
     table().erase(m->key);
     closeShared(m);
