@@ -86,7 +86,8 @@ public:
         : data(other.data), raw(other.raw), size(other.size), capacity(other.capacity), prim(other.prim),
           fill(other.fill)
     {
-        other.data = other.raw = nullptr;
+        other.data = nullptr;
+        other.raw = nullptr;
         other.size = other.capacity = 0;
     }
 
@@ -925,10 +926,11 @@ public:
     /// Shares \p other's object; safe for self-assignment.
     YRef &operator=(const YRef &other)
     {
-        if (other.control != nullptr)
-            ++other.control->count;
+        Control *incoming = other.control; // other may be this very reference
+        if (incoming != nullptr)
+            ++incoming->count;
         release();
-        control = other.control;
+        control = incoming;
         return *this;
     }
 

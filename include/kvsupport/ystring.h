@@ -21,6 +21,8 @@
 
 class TempString;
 class kvstream;
+template <typename T>
+class YList;
 
 /// Byte stream interface used by YString::save and YString::restore.
 class KVSUPPORT_API YStringStream {
@@ -171,6 +173,18 @@ public:
     /// Cuts the first token (delimited by any of \p delims) off the text and
     /// returns it; the rest after the single ending delimiter stays.
     YString strtok(const char *delims);
+    /// Appends to \p list the tokens of \p source between the characters
+    /// \p delimiter. Empty tokens are dropped, so adjacent delimiters count as
+    /// one and leading or trailing ones give nothing. Returns \p list (null
+    /// when \p list is null; a null \p source appends nothing).
+    static YList<YString> *tokenize(const YString *source, char delimiter, YList<YString> *list);
+    /// Appends to \p list the tokens of \p source between occurrences of the
+    /// text \p delimiter. Empty tokens are kept, but a source that ends in the
+    /// delimiter gives no empty last token. After a partial match the failing
+    /// character is not tried again as the delimiter's first one ("ab" is not
+    /// seen in "aab"). An empty delimiter never matches. Returns \p list (null
+    /// when \p list is null; a null \p source appends nothing).
+    static YList<YString> *tokenize(const YString *source, YString delimiter, YList<YString> *list);
     /// Formats like the C library's printf (in the C locale; the size prefixes
     /// "I64", "I32" and "I" are accepted) and replaces the text.
     YString &sprintf(const char *format, ...)
