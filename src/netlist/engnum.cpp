@@ -3,7 +3,6 @@
 // engnum_format.cpp.
 #include <kvsupport/engnum.h>
 
-#include "core/text_util.h"
 #include "format/c_format.h"
 #include "platform/c_locale.h"
 
