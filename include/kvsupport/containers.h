@@ -1116,6 +1116,11 @@ public:
     void flush();
     /// Index of the next character to pop.
     int getReadPosition() const { return readPosition; }
+    /// Moves the read position to \p position, clamped to 0 .. length.
+    void setReadPosition(int position)
+    {
+        readPosition = position < 0 ? 0 : position > length ? length : position;
+    }
 
 private:
     int readPosition;

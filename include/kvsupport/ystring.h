@@ -200,6 +200,20 @@ public:
     bool save(YStringStream &stream) const;
     /// Reads the 32-bit length then the bytes; false on a short read.
     bool restore(YStringStream &stream);
+    /// Writes a signed 16-bit little-endian length, then the text, straight
+    /// to the stream's device; the text is cut silently at 32767 bytes.
+    /// Writes nothing without a device. True if both writes were whole.
+    bool save(kvstream &stream) const;
+    /// Reads the form of save(kvstream &). 1 on success; 0, with the string
+    /// unchanged, without a device, if the device fails after the length,
+    /// if it is at its end (unless decoded characters still wait in the
+    /// stream), if \p maxLength is not 0 and the length exceeds it, or if
+    /// the text is cut short. A length at or below 0 gives the empty string.
+    int restore(kvstream &stream, int maxLength = 0);
+    /// As save(kvstream &) with a 32-bit length and no cut.
+    bool saveLong(kvstream &stream) const;
+    /// As restore(kvstream &, int) with a 32-bit length and no limit.
+    int restoreLong(kvstream &stream);
 
     /// Exact equality.
     bool operator==(const YString &other) const { return compare(other) == 0; }

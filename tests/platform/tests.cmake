@@ -16,3 +16,14 @@ foreach(module dynfunc_def dynfunc_call)
 endforeach()
 target_compile_definitions(kvsupport_tests PRIVATE
   KVTEST_DYNFUNC_MODULE_DIR="${KVTEST_DYNFUNC_MODULE_DIR}")
+
+# The thread and system-information tests check some internal helpers of the
+# library (processor list parsing, shared-object names, the registry file
+# form) directly; those sources are compiled into the test binary as well,
+# since the library does not export them.
+target_sources(kvsupport_tests PRIVATE
+  ${PROJECT_SOURCE_DIR}/src/platform/posix/cpu_topology.cpp
+  ${PROJECT_SOURCE_DIR}/src/platform/posix/named_mutex.cpp
+  ${PROJECT_SOURCE_DIR}/src/platform/posix/runtime_dir.cpp
+  ${PROJECT_SOURCE_DIR}/src/platform/registry_store.cpp)
+target_link_libraries(kvsupport_tests PRIVATE rt)
