@@ -421,12 +421,17 @@ TEST(SysInfo, Clocks)
 
 namespace {
 
-unsigned int stackAvailDeeper(int depth)
+char *volatile gStackSink = nullptr;
+
+// Each level keeps 8 KiB of stack that the compiler can't drop.
+__attribute__((noinline)) unsigned int stackAvailDeeper(int depth)
 {
-    volatile char pad[8192];
-    pad[0] = static_cast<char>(depth);
+    char pad[8192];
+    gStackSink = pad;
+    pad[depth] = static_cast<char>(depth);
     unsigned int r = depth == 0 ? sp_StackAvail() : stackAvailDeeper(depth - 1);
-    return r + static_cast<unsigned int>(pad[0] - depth);
+    gStackSink = pad;
+    return r + static_cast<unsigned int>(gStackSink[depth] - depth);
 }
 
 } // namespace
@@ -438,7 +443,6 @@ TEST(SysInfo, StackAvailShrinksWithDepth)
     EXPECT_GT(here, 0u);
     EXPECT_LT(deeper, here);
     EXPECT_GE(here - deeper, 4u * 8192u);
-    struct rlimit;
 }
 
 TEST(SysInfo, ProcessorArchitectureAndOs)
