@@ -184,6 +184,7 @@ TEST(Registry, FilesArePrivateAndInTheConfigDirectory)
 
 TEST(Registry, KeysAndNamesIgnoreCaseAndKeepTheirFirstSpelling)
 {
+    sp_DeleteCurrentUserTree("Software\\CaseTest"); // a repeated run starts afresh
     bool created = false;
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\CaseTest\\Inner", "Value", "1", &created));
     EXPECT_TRUE(created);
@@ -206,6 +207,7 @@ TEST(Registry, KeysAndNamesIgnoreCaseAndKeepTheirFirstSpelling)
 
 TEST(Registry, ParentsAreCreatedAndEmptyPartsIgnored)
 {
+    sp_DeleteCurrentUserTree("Software\\Deep");
     bool created = false;
     ASSERT_TRUE(sp_WriteCurrentUserValue("\\Software\\\\Deep\\A\\B\\", "v", "1", &created));
     EXPECT_TRUE(created);
@@ -245,6 +247,7 @@ TEST(Registry, ValuesKeepEveryByte)
 
 TEST(Registry, DeleteValueKeyAndTree)
 {
+    sp_DeleteCurrentUserTree("Software\\Del");
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\Del\\K", "v", "1"));
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\Del\\K\\Child", "v", "1"));
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\Del\\K!", "v", "sibling")); // sorts between
@@ -271,6 +274,7 @@ TEST(Registry, DeleteValueKeyAndTree)
 
 TEST(Registry, ValueNamesOfAnEmptyKeyGiveFalse)
 {
+    sp_DeleteCurrentUserTree("Software\\Names");
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\Names\\Empty\\Sub", "v", "1"));
     YList<YString> names;
     EXPECT_FALSE(sp_GetCurrentUserValueNames("Software\\Names\\Empty", &names));
@@ -347,6 +351,7 @@ TEST(Registry, OneProcessWritesAnotherReads)
 
 TEST(Registry, ConcurrentWritersLoseNothing)
 {
+    sp_DeleteCurrentUserTree("Software\\Concurrent");
     const int writers = 4;
     const int each = 30;
     std::vector<std::unique_ptr<QProcess>> children;
