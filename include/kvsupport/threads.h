@@ -20,6 +20,7 @@
 #include <kvsupport/export.h>
 #include <kvsupport/ystring.h>
 
+/// The QThread behind a KvThread; internal to the library.
 class KvThreadImpl;
 class QMutex;
 class QEventLoop;
@@ -156,7 +157,8 @@ private:
 /// interrupt(), as QThread::quit and QEventLoop::exit use) makes it return
 /// with nothing dispatched. It does not loop and does not look at the exit
 /// flag: exit() only sets the flag. On a thread without an event dispatcher
-/// exec() returns at once.
+/// exec() returns at once. As everywhere in Qt, events are delivered only in a
+/// process that has a QCoreApplication.
 class KVSUPPORT_API YEventLoop {
 public:
     /// The exit flag is cleared.
