@@ -135,6 +135,15 @@ KVTEST_CHILD(closeWithoutRelease)
     return result;
 }
 
+// Opens and closes the mutex args[0]: the first open of a process sweeps
+// away the objects that nobody holds any more.
+KVTEST_CHILD(openAndClose)
+{
+    int h = sp_CreateMutex(args.value(0).toUtf8().constData(), false);
+    sp_CloseMutex(h);
+    return h != 0 ? 0 : 1;
+}
+
 // Runs the priority checks in a process of its own; exit code 0 on success.
 KVTEST_CHILD(priorities)
 {
@@ -496,6 +505,15 @@ TEST(NamedMutex, CloseWithoutReleaseKeepsTheLockHeld)
     // The child died holding it; the name is reclaimed by the next user.
     YSystemMutex m(name.c_str());
     EXPECT_TRUE(m.wait(0));
+}
+
+TEST(NamedMutex, ObjectsOfDeadHoldersAreSwept)
+{
+    std::string name = uniqueName("swept");
+    EXPECT_EQ(kvtest::runChild("closeWithoutRelease", {QString::fromStdString(name)}), 0);
+    EXPECT_TRUE(shmExists(name)); // its last holder died holding it
+    EXPECT_EQ(kvtest::runChild("openAndClose", {QString::fromStdString(uniqueName("other"))}), 0);
+    EXPECT_FALSE(shmExists(name));
 }
 
 TEST(NamedMutex, BadHandlesAndFailedMutexes)

@@ -8,7 +8,8 @@
 // the reference file (its exclusive try succeeds) initialises the object
 // afresh; the last closer anywhere unlinks the object and the reference file.
 // A process killed while it had the name open loses its flocks with its life,
-// so nothing stays pinned by a dead process.
+// so nothing stays pinned by a dead process; the objects of names whose last
+// holders all died are swept away at the first open in each process.
 //
 // Abandonment. A holder that dies leaves the robust mutex in the owner-died
 // state; the next locker gets EOWNERDEAD, makes it consistent and owns it.
@@ -20,6 +21,7 @@
 
 #include "platform/runtime_dir.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/futex.h>
 #include <pthread.h>
@@ -188,6 +190,33 @@ SharedBlock *mapShared(const std::string &key, bool fresh, bool *ours)
     return block;
 }
 
+// Removes the objects of names that nobody has open any more: those whose
+// last holders died without closing. Runs under the directory lock.
+void sweepAbandonedObjects(const std::string &dir)
+{
+    DIR *d = opendir(dir.c_str());
+    if (d == nullptr)
+        return;
+    const std::string prefix = "mutex-", suffix = ".ref";
+    while (dirent *entry = readdir(d)) {
+        std::string file = entry->d_name;
+        if (file.size() <= prefix.size() + suffix.size() || file.compare(0, prefix.size(), prefix) != 0 ||
+            file.compare(file.size() - suffix.size(), suffix.size(), suffix) != 0)
+            continue;
+        std::string path = dir + "/" + file;
+        int fd = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+        if (fd < 0)
+            continue;
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0) {
+            std::string key = file.substr(prefix.size(), file.size() - prefix.size() - suffix.size());
+            shm_unlink(shmName(key).c_str());
+            unlink(path.c_str());
+        }
+        close(fd);
+    }
+    closedir(d);
+}
+
 // Opens (or joins) the shared object of \p key. Null on failure.
 Mapping *openShared(const std::string &key, bool *created)
 {
@@ -197,6 +226,8 @@ Mapping *openShared(const std::string &key, bool *created)
     DirLock guard(dir);
     if (!guard.ok())
         return nullptr;
+    static std::once_flag swept;
+    std::call_once(swept, [&] { sweepAbandonedObjects(dir); });
     std::string refPath = dir + "/mutex-" + key + ".ref";
     int refFd = open(refPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (refFd < 0)
