@@ -16,6 +16,9 @@
 /// The size modifiers h, l, ll, w, I32, I64 and I are accepted; ll and I64
 /// select 64-bit integers, the others change nothing.
 ///
+/// Widths and precisions above 1000000 count as 1000000, and a growing sink
+/// drops a piece that would need more than 256 MiB.
+///
 /// Numbers are always formatted as in the C locale, whatever the process
 /// locale is.
 #ifndef KVSUPPORT_PRINTF_H

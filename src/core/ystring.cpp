@@ -418,22 +418,38 @@ int YString::lastIndexOf(const char *s) const
 // ---------------------------------------------------------------------------
 // Hashes
 
+namespace {
+
+// h = h * 0x1003F + c over the text, four characters per step: the powers of
+// the multiplier break the chain of dependent multiplications, and the
+// result is the same in 32-bit arithmetic.
+template <typename Map> std::uint32_t polyHash(const char *text, Map map)
+{
+    constexpr std::uint32_t m1 = 0x1003Fu, m2 = m1 * m1, m3 = m2 * m1, m4 = m2 * m2;
+    std::size_t n = std::strlen(text);
+    std::uint32_t h = 0;
+    std::size_t i = 0;
+    for (; i + 4 <= n; i += 4)
+        h = h * m4 + map(text[i]) * m3 + map(text[i + 1]) * m2 + map(text[i + 2]) * m1 + map(text[i + 3]);
+    for (; i < n; ++i)
+        h = h * m1 + map(text[i]);
+    return h & 0x7FFFFFFFu;
+}
+
+} // namespace
+
 unsigned int YString::hashValue() const
 {
-    std::uint32_t h = 0;
-    for (const char *p = tocs(); *p != 0; ++p)
-        h = h * 0x1003Fu + static_cast<std::uint32_t>(kv::detail::asciiUpper(static_cast<signed char>(*p)));
-    return h & 0x7FFFFFFFu;
+    return polyHash(tocs(), [](char c) {
+        return static_cast<std::uint32_t>(kv::detail::asciiUpper(static_cast<signed char>(c)));
+    });
 }
 
 unsigned int YString::pathHashValue() const
 {
     if (!sp_CaseSensitiveFiles())
         return hashValue();
-    std::uint32_t h = 0;
-    for (const char *p = tocs(); *p != 0; ++p)
-        h = h * 0x1003Fu + static_cast<std::uint32_t>(static_cast<int>(static_cast<signed char>(*p)));
-    return h & 0x7FFFFFFFu;
+    return polyHash(tocs(), [](char c) { return static_cast<std::uint32_t>(static_cast<signed char>(c)); });
 }
 
 // ---------------------------------------------------------------------------

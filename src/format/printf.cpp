@@ -9,6 +9,7 @@
 
 #include <QString>
 
+#include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
@@ -109,6 +110,15 @@ long long truncate64(double d)
     if (!(d > -9223372036854775808.0 && d < 9223372036854775808.0))
         return LLONG_MIN;
     return static_cast<long long>(d);
+}
+
+// Widths and precisions are capped, so that a format such as "%999999999d"
+// costs a bounded amount of work and memory.
+constexpr int kMaxFieldSize = 1000000;
+
+int capField(int v)
+{
+    return v > kMaxFieldSize ? kMaxFieldSize : (v < -kMaxFieldSize ? -kMaxFieldSize : v);
 }
 
 bool isIntegerConversion(char c)
@@ -381,24 +391,28 @@ bool PrintfBuf::process(const char *format, int *argsUsed, const PrintfArg **arg
         if (*p == '*') {
             ++p;
             if (next < argCount) {
-                width = args[next++]->asInt();
+                width = capField(args[next++]->asInt());
                 spec.appendInt(width);
             }
         } else {
-            for (; *p >= '0' && *p <= '9'; ++p) {
-                width = width > (INT_MAX - 9) / 10 ? INT_MAX : width * 10 + (*p - '0');
-                spec.append(*p);
-            }
+            for (; *p >= '0' && *p <= '9'; ++p)
+                width = capField(width * 10 + (*p - '0'));
+            if (width != 0)
+                spec.appendInt(width);
         }
         if (*p == '.') {
             spec.append(*p++);
             if (*p == '*') {
                 ++p;
                 if (next < argCount)
-                    spec.appendInt(args[next++]->asInt());
+                    spec.appendInt(capField(args[next++]->asInt()));
             } else {
-                while (*p >= '0' && *p <= '9')
-                    spec.append(*p++);
+                int precision = 0;
+                bool digits = false;
+                for (; *p >= '0' && *p <= '9'; ++p, digits = true)
+                    precision = capField(precision * 10 + (*p - '0'));
+                if (digits)
+                    spec.appendInt(precision);
             }
         }
         bool is64 = false;
@@ -488,24 +502,82 @@ template <typename Fn> void StringPrintfBuf::emit(Fn &&format, int width, int li
     }
 }
 
+namespace {
+
+// A whole text handed to the sink as the bounded formatter would: at most
+// room - 1 characters and a terminator, the whole length returned.
+int copyBounded(char *out, std::size_t room, const char *text, std::size_t n)
+{
+    if (room != 0) {
+        std::size_t k = n < room ? n : room - 1;
+        std::memcpy(out, text, k);
+        out[k] = 0;
+    }
+    return static_cast<int>(n);
+}
+
+// The plain conversions ("%d", "%lld", "%s", "%g", "%e", "%f") need no
+// runtime formatter: they are converted directly, with the same text.
+bool isPlain(const char *format, const char *conversion)
+{
+    return format[0] == '%' && std::strcmp(format + 1, conversion) == 0;
+}
+
+template <typename T> int integerPiece(char *out, std::size_t room, const char *format, T value)
+{
+    if (isPlain(format, "d") || isPlain(format, "lld") || isPlain(format, "i") || isPlain(format, "lli")) {
+        char digits[24];
+        auto r = std::to_chars(digits, digits + sizeof digits, value);
+        return copyBounded(out, room, digits, static_cast<std::size_t>(r.ptr - digits));
+    }
+    return std::snprintf(out, room, format, value);
+}
+
+int realPiece(char *out, std::size_t room, const char *format, double value)
+{
+    std::chars_format style;
+    if (isPlain(format, "g"))
+        style = std::chars_format::general;
+    else if (isPlain(format, "e"))
+        style = std::chars_format::scientific;
+    else if (isPlain(format, "f"))
+        style = std::chars_format::fixed;
+    else
+        return kv::detail::formatC(out, room, format, value);
+    char digits[400];
+    auto r = std::to_chars(digits, digits + sizeof digits, value, style, 6);
+    if (r.ec != std::errc())
+        return kv::detail::formatC(out, room, format, value);
+    return copyBounded(out, room, digits, static_cast<std::size_t>(r.ptr - digits));
+}
+
+int textPiece(char *out, std::size_t room, const char *format, const char *value)
+{
+    if (value != nullptr && isPlain(format, "s"))
+        return copyBounded(out, room, value, std::strlen(value));
+    return std::snprintf(out, room, format, value);
+}
+
+} // namespace
+
 void StringPrintfBuf::printf_local(const char *format, long long value, int width)
 {
-    emit([&](char *out, std::size_t room) { return std::snprintf(out, room, format, value); }, width, -1);
+    emit([&](char *out, std::size_t room) { return integerPiece(out, room, format, value); }, width, -1);
 }
 
 void StringPrintfBuf::printf_local(const char *format, int value, int width)
 {
-    emit([&](char *out, std::size_t room) { return std::snprintf(out, room, format, value); }, width, -1);
+    emit([&](char *out, std::size_t room) { return integerPiece(out, room, format, value); }, width, -1);
 }
 
 void StringPrintfBuf::printf_local(const char *format, double value, int width)
 {
-    emit([&](char *out, std::size_t room) { return kv::detail::formatC(out, room, format, value); }, width, -1);
+    emit([&](char *out, std::size_t room) { return realPiece(out, room, format, value); }, width, -1);
 }
 
 void StringPrintfBuf::printf_local(const char *format, const char *value, int width)
 {
-    emit([&](char *out, std::size_t room) { return std::snprintf(out, room, format, value); }, width, -1);
+    emit([&](char *out, std::size_t room) { return textPiece(out, room, format, value); }, width, -1);
 }
 
 void StringPrintfBuf::printf_local(const char *text)
@@ -519,7 +591,7 @@ void StringPrintfBuf::printf_local(const char *text)
 
 namespace {
 // A single piece may ask for at most this much; more is dropped.
-constexpr long long kMaxVarBuffer = 1LL << 30;
+constexpr long long kMaxVarBuffer = 1LL << 28;
 } // namespace
 
 VarStringPrintfBuf::VarStringPrintfBuf()
