@@ -492,14 +492,14 @@ TEST(SysInfo, OsNameFromReleaseText)
 
 TEST(SysInfo, SystemSpecString)
 {
-    std::string spec = sp_GetSystemSpecString().tocs();
+    std::string line = sp_GetSystemSpecString().tocs();
     std::string expected = std::string(sp_GetOsName().tocs()) + "/" + sp_GetOSClassName().tocs() + "/" +
                            sp_GetProcessorArchitecture().tocs() + "/" + std::to_string(sp_GetNumCores()) +
                            "/" + std::to_string(sp_GetNumPhysicalProcessors()) + "/" +
                            std::to_string(sp_GetNumLogicalProcessors()) + "/" +
                            std::to_string(sp_GetSystemRamSize() / (1024 * 1024)) + "MB/" +
                            sp_GetUserName().tocs();
-    EXPECT_EQ(spec, expected);
+    EXPECT_EQ(line, expected);
 }
 
 // ------------------------------------------------------------- session and environment

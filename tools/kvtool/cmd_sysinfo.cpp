@@ -32,6 +32,6 @@ KVTOOL_COMMAND(sysinfo, "sysinfo", "show the system information the library repo
     std::printf("remote session       %s\n", sp_IsRemoteSession() ? "yes" : "no");
     std::printf("command processor    %s\n", sp_GetCommandProcessor().tocs());
     std::printf("thread priority      %d\n", static_cast<int>(sp_GetThreadPriority()));
-    std::printf("spec                 %s\n", sp_GetSystemSpecString().tocs());
+    std::printf("summary              %s\n", sp_GetSystemSpecString().tocs());
     return 0;
 }
