@@ -236,6 +236,17 @@ TEST(KvThread, CopySharesTheThread)
     EXPECT_FALSE(t.running());
 }
 
+TEST(KvThread, CopyOutlivingItsSourceRunsNothing)
+{
+    gCounter = 0;
+    auto *source = new CountingThread;
+    CountingThread copy(*source);
+    delete source; // the thread's run() belonged to the source
+    copy.start();
+    EXPECT_TRUE(copy.wait(5000));
+    EXPECT_EQ(gCounter.load(), 0);
+}
+
 TEST(KvThread, DestructorTerminatesAfterOneSecond)
 {
     gStopSleeper = false;
