@@ -53,6 +53,7 @@ struct SharedBlock {
 
 struct Mapping {
     std::string key;      // the encoded name; empty for an unnamed mutex
+    std::string dir;      // the runtime directory it was opened in
     SharedBlock *block = nullptr;
     int refFd = -1;
     int handles = 0;
@@ -250,6 +251,7 @@ Mapping *openShared(const std::string &key, bool *created)
     }
     auto *m = new Mapping;
     m->key = key;
+    m->dir = dir;
     m->block = block;
     m->refFd = refFd;
     *created = alone;
@@ -259,7 +261,7 @@ Mapping *openShared(const std::string &key, bool *created)
 // Unmaps \p m and removes the object if no process has it open any more.
 void closeShared(Mapping *m)
 {
-    std::string dir = userRuntimeDir();
+    const std::string &dir = m->dir;
     DirLock guard(dir);
     munmap(m->block, sizeof(SharedBlock));
     if (guard.ok() && flock(m->refFd, LOCK_EX | LOCK_NB) == 0) {
