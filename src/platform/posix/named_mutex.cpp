@@ -261,7 +261,7 @@ Mapping *openShared(const std::string &key, bool *created)
 // Unmaps \p m and removes the object if no process has it open any more.
 void closeShared(Mapping *m)
 {
-    const std::string &dir = m->dir;
+    const std::string dir = m->dir;
     DirLock guard(dir);
     munmap(m->block, sizeof(SharedBlock));
     if (guard.ok() && flock(m->refFd, LOCK_EX | LOCK_NB) == 0) {
