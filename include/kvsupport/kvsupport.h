@@ -17,5 +17,9 @@
 #include <kvsupport/paths.h>
 #include <kvsupport/scan.h>
 #include <kvsupport/message.h>
+#include <kvsupport/filelock.h>
+#include <kvsupport/kvstream.h>
+#include <kvsupport/threads.h>
+#include <kvsupport/sysinfo.h>
 
 #endif
