@@ -1,8 +1,8 @@
 // Wildcard matchers, regular-expression searches, dialogue filters, escapes
 // and wire-name templates.
 #include <kvsupport/pattern.h>
+#include <kvsupport/scan.h>
 
-#include "core/field_split.h"
 #include "core/text_util.h"
 #include "netlist/glob_match.h"
 #include "netlist/utf8_map.h"
@@ -11,6 +11,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace kv {
 namespace detail {
@@ -210,8 +211,14 @@ YString filterEntry(const YString &name, const YString &patterns, const char *se
         else if (c == ')')
             c = ']';
     }
-    std::vector<YString> parts = kv::detail::splitFields(patterns.tocs(), ';');
-    YString joined = kv::detail::joinFields(parts, parts.size(), separator ? separator : "");
+    YArray<YString> parts;
+    sp_SplitLine(patterns.tocs(), ';', &parts, 0);
+    YString joined;
+    for (int i = 0; i < parts.getCount(); ++i) {
+        if (i > 0 && separator != nullptr)
+            joined &= separator;
+        joined &= parts.at(i);
+    }
     return YString(YString(shown.c_str()) & " (" & joined & ")");
 }
 
@@ -219,9 +226,10 @@ YString filterEntry(const YString &name, const YString &patterns, const char *se
 std::vector<YString> compileFilterEntries(const char *filter, const char *separator)
 {
     std::vector<YString> out;
-    std::vector<YString> fields = kv::detail::splitFields(filter, '|');
-    for (std::size_t i = 0; i + 1 < fields.size(); i += 2)
-        out.push_back(filterEntry(fields[i], fields[i + 1], separator));
+    YArray<YString> fields;
+    sp_SplitLine(filter, '|', &fields, 0);
+    for (int i = 0; i + 1 < fields.getCount(); i += 2)
+        out.push_back(filterEntry(fields.at(i), fields.at(i + 1), separator));
     return out;
 }
 

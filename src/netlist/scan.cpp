@@ -9,6 +9,7 @@
 #include <kvsupport/scan.h>
 
 #include "core/text_util.h"
+#include "netlist/scan_spans.h"
 
 #include <charconv>
 #include <cstdint>
@@ -75,6 +76,31 @@ inline YString span(const char *from, const char *to)
 {
     return from == to ? YString() : YString(from, static_cast<int>(to - from));
 }
+
+// Cuts a line into words at runs of delimiters, with no quoting: the rule of
+// sp_ScanLine with a delimiter string, shared with kv::detail::scanLineSpans
+// so that the copying and the copy-free forms always give the same tokens.
+class WordCutter {
+public:
+    explicit WordCutter(const char *delimiters)
+    {
+        skip.add(delimiters);
+        stop = skip;
+        stop.addChar(0);
+    }
+    // Moves \p p over any delimiters onto the next word and returns the end
+    // of that word; at the end of the text \p p is left on the terminator and
+    // returned, so an empty word means there is none.
+    const char *next(const char *&p) const
+    {
+        p = skipSet(p, skip);
+        return wordEnd(p, stop);
+    }
+
+private:
+    CharSet skip;
+    CharSet stop;
+};
 
 // The closer that pairs with the opener at \p index of the quotes; an opener
 // past the end of a short closer list closes with itself.
@@ -322,12 +348,29 @@ void sp_ScanLine(const char *line, const char *delimiters, YArray<YString> *out,
 {
     if (line == nullptr || out == nullptr)
         return;
+    const WordCutter cutter(delimiters);
     const char *p = line;
     for (int taken = 0; !limitReached(taken, maxTokens); ++taken) {
-        YString token = sp_GetToken(&p, delimiters, nullptr, nullptr, false);
-        if (token.isEmpty())
+        const char *end = cutter.next(p);
+        if (end == p)
             break;
-        out->add(token);
+        out->add(span(p, end));
+        p = end;
+    }
+}
+
+void kv::detail::scanLineSpans(const char *line, const char *delimiters, std::vector<TokenSpan> *out)
+{
+    out->clear();
+    if (line == nullptr)
+        return;
+    const WordCutter cutter(delimiters);
+    for (const char *p = line;;) {
+        const char *end = cutter.next(p);
+        if (end == p)
+            return;
+        out->push_back({p, static_cast<int>(end - p)});
+        p = end;
     }
 }
 

@@ -1,9 +1,10 @@
 // Path algebra: splitting and joining, cleaning, relative paths, identity,
 // simple file actions, temporary names and the platform name services.
 #include <kvsupport/paths.h>
+#include <kvsupport/scan.h>
 
-#include "core/field_split.h"
 #include "core/text_util.h"
+#include "netlist/scan_spans.h"
 #include "netlist/utf8_map.h"
 #include "platform/path_services.h"
 #include "stream/paths_internal.h"
@@ -329,10 +330,11 @@ namespace {
 // The first pattern's extension in a dialogue filter text, or empty.
 YString filterExtension(const YString &filter)
 {
-    std::vector<YString> tokens = kv::detail::scanTokens(filter.tocs(), "()");
-    if (tokens.size() < 2)
+    YArray<YString> tokens;
+    sp_ScanLine(filter.tocs(), "()", &tokens, 2);
+    if (tokens.getCount() < 2)
         return YString();
-    const char *p = tokens[1].tocs();
+    const char *p = tokens.at(1).tocs();
     while (*p == '.' || *p == '*')
         ++p;
     return YString(p, static_cast<int>(std::strcspn(p, ";")));
@@ -385,8 +387,8 @@ YString sp_RelativePath(YString path, YString base)
     if (p.comparePath(b) == 0)
         return YString(".");
     std::vector<kv::detail::TokenSpan> pc, bc;
-    kv::detail::scanTokenSpans(p.tocs(), "/", &pc);
-    kv::detail::scanTokenSpans(b.tocs(), "/", &bc);
+    kv::detail::scanLineSpans(p.tocs(), "/", &pc);
+    kv::detail::scanLineSpans(b.tocs(), "/", &bc);
     std::size_t common = 0;
     while (common < pc.size() && common < bc.size() && sameComponent(pc[common], bc[common]))
         ++common;

@@ -5,8 +5,7 @@
 #define KVSUPPORT_STREAM_PATHS_INTERNAL_H
 
 #include <kvsupport/paths.h>
-
-#include "core/field_split.h"
+#include <kvsupport/scan.h>
 
 #include <cstring>
 #include <string>
@@ -70,19 +69,20 @@ inline YString compatiblePath(const YString &longForm, const YString &shortForm,
         return longForm;
     const YString l = sp_ConvertLocalToUnix(longForm);
     const YString s = sp_ConvertLocalToUnix(shortForm);
-    const std::vector<YString> lc = scanTokens(l.tocs(), "/");
-    const std::vector<YString> sc = scanTokens(s.tocs(), "/");
-    if (lc.size() != sc.size() || lc.empty())
+    YArray<YString> lc, sc;
+    sp_ScanLine(l.tocs(), "/", &lc, 0);
+    sp_ScanLine(s.tocs(), "/", &sc, 0);
+    if (lc.getCount() != sc.getCount() || lc.isEmpty())
         return s;
     std::string out;
     if (!noSpaces && l.tocs()[0] == '/')
         out += '/';
     if (!noSpaces && l.tocs()[0] == '/' && l.tocs()[1] == '/')
         out += '/'; // a server prefix
-    for (std::size_t i = 0; i < lc.size(); ++i) {
+    for (int i = 0; i < lc.getCount(); ++i) {
         if (i)
             out += '/';
-        out += passes(lc[i]) ? lc[i].tocs() : sc[i].tocs();
+        out += passes(lc.at(i)) ? lc.at(i).tocs() : sc.at(i).tocs();
     }
     if (!noSpaces && l.lastChar() == '/')
         out += '/';

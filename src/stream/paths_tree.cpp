@@ -1,8 +1,8 @@
 // Directory listing, walking, searching, tree making, copying and deletion.
 #include <kvsupport/paths.h>
 #include <kvsupport/pattern.h>
+#include <kvsupport/scan.h>
 
-#include "core/field_split.h"
 #include "core/text_util.h"
 #include "platform/path_services.h"
 #include "stream/paths_internal.h"
@@ -34,11 +34,14 @@ YString nativeY(const QString &s)
 // The directory part of a listing ("dir/pattern"): the parts before the
 // pattern joined by "/"; a listing such as "/x" stands for the root, not the
 // current directory.
-QString listingDirectory(const std::vector<YString> &parts)
+QString listingDirectory(const YArray<YString> &parts)
 {
-    if (parts.size() < 2)
+    const int dirParts = parts.getCount() - 1;
+    if (dirParts < 1)
         return QString();
-    YString dir = kv::detail::joinFields(parts, parts.size() - 1, "/");
+    YString dir = parts.at(0);
+    for (int i = 1; i < dirParts; ++i)
+        dir = YString(dir & "/" & parts.at(i));
     return dir.isEmpty() ? QStringLiteral("/") : toQ(dir);
 }
 
@@ -66,10 +69,11 @@ namespace detail {
 std::vector<YString> listFiles(const YString &filePattern, bool fullPath, bool useNameFilter)
 {
     std::vector<YString> out;
-    std::vector<YString> parts = splitFields(sp_ConvertLocalToUnix(filePattern).tocs(), '/');
-    if (parts.empty())
+    YArray<YString> parts;
+    sp_SplitLine(sp_ConvertLocalToUnix(filePattern).tocs(), '/', &parts, 0);
+    if (parts.isEmpty())
         return out;
-    const YString &pattern = parts.back();
+    const YString &pattern = parts.at(parts.getCount() - 1);
     QDir dir(listingDirectory(parts));
     const QString filter = useNameFilter ? toQ(pattern) : QStringLiteral("*");
     const QFileInfoList entries =
@@ -180,16 +184,17 @@ bool isServerOnly(const YString &path)
 bool sp_MakeTree(YString path)
 {
     YString full = sp_ConvertLocalToUnix(kv::detail::absolutePath(path));
-    std::vector<YString> parts = kv::detail::splitFields(full.tocs(), '/');
-    if (parts.empty())
+    YArray<YString> parts;
+    sp_SplitLine(full.tocs(), '/', &parts, 0);
+    if (parts.isEmpty())
         return false;
-    YString made = parts[0];
-    for (std::size_t i = 1; i < parts.size(); ++i) {
+    YString made = parts.at(0);
+    for (int i = 1; i < parts.getCount(); ++i) {
         QDir parent(made.isEmpty() ? QStringLiteral("/") : toQ(made));
-        made = YString(made & "/" & parts[i]);
+        made = YString(made & "/" & parts.at(i));
         if (isServerOnly(made) || sp_ExistDir(made))
             continue;
-        if (!parent.mkdir(toQ(parts[i])))
+        if (!parent.mkdir(toQ(parts.at(i))))
             return false;
     }
     return true;

@@ -417,6 +417,18 @@ TEST(ScanLineArrays, DelimitersAppendAndStopAtLimit)
     EXPECT_EQ(none.getCount(), 0);
 }
 
+TEST(ScanLineArrays, DelimiterFormCutsLongWords)
+{
+    const std::string line = "x " + std::string(2100, 'w') + "//y";
+    YArray<YString> out;
+    sp_ScanLine(line.c_str(), " /", &out, 0);
+    EXPECT_EQ(texts(out), (Strings{"x", std::string(1023, 'w'), std::string(1023, 'w'),
+                                   std::string(54, 'w'), "y"}));
+    YArray<YString> two;
+    sp_ScanLine(line.c_str(), " /", &two, 2);
+    EXPECT_EQ(texts(two), (Strings{"x", std::string(1023, 'w')}));
+}
+
 TEST(ScanLineArrays, DelimiterFormHasNoQuoting)
 {
     YArray<YString> out;

@@ -472,6 +472,15 @@ TEST(RelativePath, WindowsStyleNamesAreNotMangled)
     EXPECT_EQ(str(sp_RelativePath("base/C:\\x", "base")), "C:\\x");
 }
 
+TEST(RelativePath, LongSharedComponent)
+{
+    const std::string longName(1500, 'n');
+    EXPECT_EQ(str(sp_RelativePath(("/" + longName + "/x").c_str(), ("/" + longName).c_str())), "x");
+    EXPECT_EQ(str(sp_RelativePath(("/" + longName + "/x").c_str(), ("/" + longName + "/y").c_str())),
+              "../x");
+    EXPECT_EQ(str(sp_RelativePath(("/" + longName).c_str(), ("/" + longName + "/y/z").c_str())), "../..");
+}
+
 TEST(ComparePaths, TextAndIdentity)
 {
     std::string dir = kvtest::makeTempDir("cmp");
