@@ -46,7 +46,7 @@ first=$(ls samples/netlists/* 2>/dev/null | head -n 1 || true)
 section "File locks and open-failure diagnosis"
 run openfail /nonexistent/dir/file.txt read
 [ -n "$first" ] && run openfail "$first" read
-run openfail /tmp write
+run openfail /nonexistent/dir/new.cir new
 
 section "System information"
 run sysinfo
