@@ -31,6 +31,8 @@
 
 class YString;
 class QString;
+template <typename T>
+class YArray;
 
 /// Type codes of PrintfArg.
 enum PrintfArgType {
@@ -132,6 +134,10 @@ public:
     /// Formats \p format with four arguments.
     bool printf(const char *format, const PrintfArg &a1, const PrintfArg &a2, const PrintfArg &a3,
                 const PrintfArg &a4);
+    /// Formats \p format with any number of arguments, taken from \p args in
+    /// order (include <kvsupport/containers.h> to build the array). The array
+    /// is taken by value: its copies of the arguments are destroyed at the end.
+    bool printf(const char *format, YArray<PrintfArg> args);
     /// Formats \p format with \p argCount arguments; \p argsUsed (may be null)
     /// receives the index of the next argument after the format. True unless
     /// the conversions outran the arguments.

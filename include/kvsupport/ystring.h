@@ -21,6 +21,8 @@
 
 class TempString;
 class kvstream;
+template <typename T>
+class YList;
 
 /// Byte stream interface used by YString::save and YString::restore.
 class KVSUPPORT_API YStringStream {
@@ -171,6 +173,18 @@ public:
     /// Cuts the first token (delimited by any of \p delims) off the text and
     /// returns it; the rest after the single ending delimiter stays.
     YString strtok(const char *delims);
+    /// Appends to \p list the tokens of \p source between the characters
+    /// \p delimiter. Empty tokens are dropped, so adjacent delimiters count as
+    /// one and leading or trailing ones give nothing. Returns \p list (null
+    /// when \p list is null; a null \p source appends nothing).
+    static YList<YString> *tokenize(const YString *source, char delimiter, YList<YString> *list);
+    /// Appends to \p list the tokens of \p source between occurrences of the
+    /// text \p delimiter. Empty tokens are kept, but a source that ends in the
+    /// delimiter gives no empty last token. After a partial match the failing
+    /// character is not tried again as the delimiter's first one ("ab" is not
+    /// seen in "aab"). An empty delimiter never matches. Returns \p list (null
+    /// when \p list is null; a null \p source appends nothing).
+    static YList<YString> *tokenize(const YString *source, YString delimiter, YList<YString> *list);
     /// Formats like the C library's printf (in the C locale; the size prefixes
     /// "I64", "I32" and "I" are accepted) and replaces the text.
     /// (No compiler format checking: the suite's "%I64d" would not pass it.)
@@ -186,6 +200,20 @@ public:
     bool save(YStringStream &stream) const;
     /// Reads the 32-bit length then the bytes; false on a short read.
     bool restore(YStringStream &stream);
+    /// Writes a signed 16-bit little-endian length, then the text, straight
+    /// to the stream's device; the text is cut silently at 32767 bytes.
+    /// Writes nothing without a device. True if both writes were whole.
+    bool save(kvstream &stream) const;
+    /// Reads the form of save(kvstream &). 1 on success; 0, with the string
+    /// unchanged, without a device, if the device fails after the length,
+    /// if it is at its end (unless decoded characters still wait in the
+    /// stream), if \p maxLength is not 0 and the length exceeds it, or if
+    /// the text is cut short. A length at or below 0 gives the empty string.
+    int restore(kvstream &stream, int maxLength = 0);
+    /// As save(kvstream &) with a 32-bit length and no cut.
+    bool saveLong(kvstream &stream) const;
+    /// As restore(kvstream &, int) with a 32-bit length and no limit.
+    int restoreLong(kvstream &stream);
 
     /// Exact equality.
     bool operator==(const YString &other) const { return compare(other) == 0; }

@@ -4,6 +4,7 @@
 // count is read and written through memcpy so that the char storage is never
 // accessed through an int lvalue.
 #include <kvsupport/ystring.h>
+#include <kvsupport/containers.h>
 
 #include "core/text_util.h"
 #include "format/c_format.h"
@@ -678,6 +679,50 @@ YString YString::strtok(const char *delims)
         ++after; // the one delimiter that ended the token
     std::memmove(t, after, std::strlen(after) + 1);
     return token;
+}
+
+YList<YString> *YString::tokenize(const YString *source, char delimiter, YList<YString> *list)
+{
+    if (list == nullptr || source == nullptr)
+        return list;
+    const char *text = source->tocs();
+    const char *start = text;
+    for (const char *p = text;; ++p) {
+        if (*p == delimiter || *p == 0) {
+            if (p > start)
+                list->append(YString(start, static_cast<int>(p - start)));
+            if (*p == 0)
+                break;
+            start = p + 1;
+        }
+    }
+    return list;
+}
+
+YList<YString> *YString::tokenize(const YString *source, YString delimiter, YList<YString> *list)
+{
+    if (list == nullptr || source == nullptr)
+        return list;
+    const char *text = source->tocs();
+    const char *delim = delimiter.tocs();
+    const int length = source->length();
+    const int delimLength = delimiter.length();
+    int start = 0;
+    int matched = 0;
+    for (int i = 0; i < length; ++i) {
+        if (delimLength > 0 && text[i] == delim[matched]) {
+            if (++matched == delimLength) {
+                list->append(source->substring(start, i - delimLength + 1 - start));
+                start = i + 1;
+                matched = 0;
+            }
+        } else {
+            matched = 0;
+        }
+    }
+    if (start < length)
+        list->append(source->substring(start, length - start));
+    return list;
 }
 
 YString &YString::sprintf(const char *format, ...)

@@ -1,5 +1,6 @@
 // The typed printf engine and its three sinks.
 #include <kvsupport/printf.h>
+#include <kvsupport/containers.h>
 #include <kvsupport/ystring.h>
 
 #include "core/text_util.h"
@@ -341,6 +342,15 @@ bool PrintfBuf::printf(const char *format, const PrintfArg &a1, const PrintfArg 
     const PrintfArg *args[] = {&a1, &a2, &a3, &a4};
     int used;
     return process(format, &used, args, 4);
+}
+
+bool PrintfBuf::printf(const char *format, YArray<PrintfArg> args)
+{
+    YVector<const PrintfArg *> pointers(static_cast<unsigned int>(args.getCount()), true);
+    for (int i = 0; i < args.getCount(); ++i)
+        pointers[static_cast<unsigned int>(i)] = &args.at(i);
+    int used;
+    return process(format, &used, pointers.data, args.getCount());
 }
 
 bool PrintfBuf::printfArgs(const char *format, const PrintfArg *const *args, int argCount, int *argsUsed)

@@ -1,0 +1,637 @@
+// Tests of the message handlers, the default handler, the error lists and the
+// boxed-text writers.
+#include <kvsupport/dynfunc.h>
+#include <kvsupport/exception.h>
+#include <kvsupport/message.h>
+
+#include "support/test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> collected(const StringMessageHandler &h)
+{
+    std::vector<std::string> v;
+    for (int i = 0; i < h.getStrings().getCount(); ++i)
+        v.emplace_back(h.getStrings().at(i).tocs());
+    return v;
+}
+
+using Strings = std::vector<std::string>;
+
+std::string readAll(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+// A file in a fresh temporary directory, open for writing and reading back.
+class ScratchFile {
+public:
+    ScratchFile() : path(kvtest::makeTempDir("msg") + "/out.txt"), file(std::fopen(path.c_str(), "w+b")) {}
+    ~ScratchFile() { std::fclose(file); }
+    FILE *get() const { return file; }
+    std::string text() const
+    {
+        std::fflush(file);
+        return readAll(path);
+    }
+
+    std::string path;
+    FILE *file;
+};
+
+// Records each final text with its kind.
+class RecordingHandler : public MessageHandler {
+    void finalOutput(MessageType kind, const YString &text) override
+    {
+        kinds.push_back(kind);
+        texts.emplace_back(text.tocs());
+    }
+
+public:
+    std::vector<MessageType> kinds;
+    Strings texts;
+};
+
+} // namespace
+
+// ------------------------------------------------------------ prefixes, counts
+
+TEST(MessageHandlerTest, ErrorIsPrefixedAndCounted)
+{
+    StringMessageHandler h;
+    h.error("x %d", 5);
+    EXPECT_EQ(collected(h), (Strings{"Error : x 5\n"}));
+    EXPECT_TRUE(h.hasErrors());
+    EXPECT_FALSE(h.hasFatal());
+    EXPECT_FALSE(h.hasWarnings());
+    EXPECT_EQ(h.getErrorCount(), 1);
+    h.error("%s and %d and %s", "a", 2, "c", 4);
+    EXPECT_EQ(collected(h).back(), "Error : a and 2 and c\n");
+    h.error("plain");
+    EXPECT_EQ(collected(h).back(), "Error : plain\n");
+    EXPECT_EQ(h.getErrorCount(), 3);
+}
+
+TEST(MessageHandlerTest, UnexpectedIsFatal)
+{
+    StringMessageHandler h;
+    h.unexpected("x");
+    EXPECT_EQ(collected(h), (Strings{"Unexpected error, please contact support : x\n"}));
+    EXPECT_TRUE(h.hasFatal());
+    EXPECT_TRUE(h.hasErrors());
+    EXPECT_EQ(h.getUnexpectedCount(), 1);
+    EXPECT_EQ(h.getErrorCount(), 0);
+}
+
+TEST(MessageHandlerTest, PrintfPassesAsItIsAndInfoAddsNewline)
+{
+    StringMessageHandler h;
+    h.printf("a\n");
+    h.info("a");
+    h.printf("%d-%d-%d-%d", 1, 2, 3, 4);
+    EXPECT_EQ(collected(h), (Strings{"a\n", "a\n", "1-2-3-4"}));
+    EXPECT_EQ(h.getPrintfCount(), 2);
+    EXPECT_EQ(h.getInfoCount(), 1);
+    EXPECT_FALSE(h.hasErrors());
+}
+
+TEST(MessageHandlerTest, InfoIgnoresItsFourthArgument)
+{
+    StringMessageHandler h;
+    h.info("%s %s %s %s", "a", "b", "c", "d");
+    EXPECT_EQ(collected(h), (Strings{"a b c <arg-missing>\n"}));
+}
+
+TEST(MessageHandlerTest, Warnings)
+{
+    StringMessageHandler h;
+    h.warning("w %s", "one");
+    h.warning("w %s %d %s", "x", 2, "z");
+    EXPECT_EQ(collected(h), (Strings{"Warning : w one\n", "Warning : w x 2 z\n"}));
+    EXPECT_TRUE(h.hasWarnings());
+    EXPECT_FALSE(h.hasErrors());
+    EXPECT_EQ(h.getWarningCount(), 2);
+}
+
+TEST(MessageHandlerTest, ExceptionTextIsTheFormat)
+{
+    StringMessageHandler h;
+    KelvoranException plain("disk full");
+    h.error(KvExceptionRef(plain));
+    KelvoranException percent("load at %s now");
+    h.error(KvExceptionRef(percent));
+    h.warning(KvExceptionRef(percent));
+    EXPECT_EQ(collected(h), (Strings{"Error : disk full\n", "Error : load at <arg-missing> now\n",
+                                     "Warning : load at <arg-missing> now\n"}));
+    EXPECT_EQ(h.getErrorCount(), 2);
+    EXPECT_EQ(h.getWarningCount(), 1);
+}
+
+TEST(MessageHandlerTest, FormattedAndRawOutput)
+{
+    StringMessageHandler h;
+    h.formattedOutput(MsgFatal, "boom");
+    h.formattedOutput(MsgHtml, "<b>x</b>");
+    h.formattedOutput(MsgInfo, "i");
+    h.rawOutput(MsgError, "raw");
+    h.rawOutput(MsgFatal, "raw fatal");
+    EXPECT_EQ(collected(h), (Strings{"Fatal Error : boom\n", "<b>x</b>", "i\n", "raw", "raw fatal"}));
+    EXPECT_EQ(h.getFatalCount(), 2);
+    EXPECT_EQ(h.getPrintfCount(), 1);
+    EXPECT_EQ(h.getInfoCount(), 1);
+    EXPECT_EQ(h.getErrorCount(), 1);
+    EXPECT_TRUE(h.hasFatal());
+}
+
+TEST(MessageHandlerTest, UnknownKindGivesEmptyTextAndNoCount)
+{
+    RecordingHandler h;
+    h.formattedOutput(static_cast<MessageType>(42), "lost");
+    ASSERT_EQ(h.texts.size(), 1u);
+    EXPECT_EQ(h.texts[0], "");
+    EXPECT_EQ(h.kinds[0], static_cast<MessageType>(42));
+    EXPECT_FALSE(h.hasErrors());
+    EXPECT_EQ(h.getPrintfCount() + h.getInfoCount() + h.getWarningCount(), 0);
+}
+
+TEST(MessageHandlerTest, PercentInTextOfPrefixIsKept)
+{
+    StringMessageHandler h;
+    h.error("%s", "100% sure");
+    h.info("50%%");
+    EXPECT_EQ(collected(h), (Strings{"Error : 100% sure\n", "50%\n"}));
+}
+
+TEST(MessageHandlerTest, RedirectToFileIsRefused)
+{
+    StringMessageHandler s;
+    NullMessageHandler n;
+    FileMessageHandler f;
+    EXPECT_FALSE(s.redirectToFile(1, "x.log"));
+    EXPECT_FALSE(n.redirectToFile(0, "x.log"));
+    EXPECT_FALSE(f.redirectToFile(2, "x.log"));
+}
+
+// -------------------------------------------------------------------- fprintf
+
+TEST(MessageHandlerFprintf, StderrCountsAnErrorWithoutPrefix)
+{
+    RecordingHandler h;
+    h.fprintf(stderr, "bad %d\n", 7);
+    ASSERT_EQ(h.texts.size(), 1u);
+    EXPECT_EQ(h.texts[0], "bad 7\n");
+    EXPECT_EQ(h.kinds[0], MsgError);
+    EXPECT_TRUE(h.hasErrors());
+    EXPECT_EQ(h.getErrorCount(), 1);
+}
+
+TEST(MessageHandlerFprintf, StdoutIsAPrintf)
+{
+    RecordingHandler h;
+    h.fprintf(stdout, "out %s", "x");
+    ASSERT_EQ(h.texts.size(), 1u);
+    EXPECT_EQ(h.texts[0], "out x");
+    EXPECT_EQ(h.kinds[0], MsgPrintf);
+    EXPECT_EQ(h.getPrintfCount(), 1);
+}
+
+TEST(MessageHandlerFprintf, OtherFileIsWrittenDirectly)
+{
+    RecordingHandler h;
+    ScratchFile f;
+    h.fprintf(f.get(), "v=%g;", 2.5);
+    h.fprintf(f.get(), "%s", "end");
+    EXPECT_TRUE(h.texts.empty());
+    EXPECT_EQ(h.getPrintfCount(), 2);
+    EXPECT_EQ(f.text(), "v=2.5;end");
+    h.fprintf(nullptr, "nothing");
+    EXPECT_EQ(h.getPrintfCount(), 2);
+}
+
+TEST(MessageHandlerFprintf, ArrayForm)
+{
+    RecordingHandler h;
+    YArray<PrintfArg> args;
+    args.add(PrintfArg(1));
+    args.add(PrintfArg("two"));
+    args.add(PrintfArg(3.5));
+    args.add(PrintfArg(4LL));
+    args.add(PrintfArg("five"));
+    h.fprintf(stdout, "%d %s %g %lld %s", args);
+    YArray<PrintfArg> none;
+    h.fprintf(stdout, "none %d", none);
+    EXPECT_EQ(h.texts, (Strings{"1 two 3.5 4 five", "none <arg-missing>"}));
+}
+
+// ----------------------------------------------------------------- outputFile
+
+TEST(MessageHandlerOutputFile, EachLineThroughPrintf)
+{
+    ScratchFile f;
+    std::fputs("l1\r\n\nl3", f.get());
+    std::rewind(f.get());
+    StringMessageHandler h;
+    h.outputFile(f.get());
+    h.outputFile(nullptr);
+    EXPECT_EQ(collected(h), (Strings{"l1\n", "\n", "l3\n"}));
+    EXPECT_EQ(h.getPrintfCount(), 3);
+}
+
+// ------------------------------------------------------- the library handlers
+
+TEST(NullMessageHandlerTest, CountsButWritesNothing)
+{
+    NullMessageHandler h;
+    h.error("e");
+    h.unexpected("u");
+    h.printf("p");
+    h.fprintf(stderr, "x");
+    EXPECT_EQ(h.getErrorCount(), 2);
+    EXPECT_EQ(h.getUnexpectedCount(), 1);
+    EXPECT_EQ(h.getPrintfCount(), 1);
+    EXPECT_TRUE(h.hasFatal());
+}
+
+TEST(FileMessageHandlerTest, WritesFinishedTextAndCountsAgain)
+{
+    ScratchFile f;
+    FileMessageHandler h;
+    h.error("lost before attach");
+    EXPECT_EQ(h.getFile(), nullptr);
+    h.attach(f.get());
+    EXPECT_EQ(h.getFile(), f.get());
+    h.error("e %d", 1);
+    h.printf("p\n");
+    h.info("%s", "i");
+    EXPECT_EQ(f.text(), "Error : e 1\np\ni\n");
+    EXPECT_EQ(h.getErrorCount(), 2);
+    EXPECT_EQ(h.getPrintfCount(), 4); // one for printf, one for each write to the file
+    EXPECT_EQ(h.getInfoCount(), 1);
+}
+
+TEST(FileMessageHandlerTest, ConsoleIsRefused)
+{
+    FileMessageHandler h;
+    h.attach(stdout);
+    EXPECT_EQ(h.getFile(), nullptr);
+    h.attach(stderr);
+    EXPECT_EQ(h.getFile(), nullptr);
+    h.error("goes nowhere");
+    EXPECT_EQ(h.getErrorCount(), 1);
+}
+
+TEST(StringMessageHandlerTest, CopySharesStringsNotCounters)
+{
+    StringMessageHandler original;
+    original.error("first");
+    StringMessageHandler copy(original);
+    EXPECT_EQ(copy.getErrorCount(), 1);
+    copy.warning("second");
+    EXPECT_EQ(collected(original), (Strings{"Error : first\n", "Warning : second\n"}));
+    EXPECT_FALSE(original.hasWarnings());
+    EXPECT_TRUE(copy.hasWarnings());
+    EXPECT_EQ(&copy.getStrings(), &original.getStrings());
+    original.flush();
+    EXPECT_EQ(copy.getStrings().getCount(), 0);
+    EXPECT_EQ(original.getErrorCount(), 1);
+}
+
+TEST(StringMessageHandlerTest, HandlerOutlivesCopy)
+{
+    auto *original = new StringMessageHandler;
+    original->printf("kept");
+    StringMessageHandler copy(*original);
+    delete original;
+    copy.printf(" more");
+    EXPECT_EQ(collected(copy), (Strings{"kept", " more"}));
+}
+
+// ------------------------------------------------------------------ threading
+
+namespace {
+
+// Writes each message one character at a time into a shared text, yielding
+// between characters, so that unserialised messages would mix.
+std::string sharedText;
+
+class SlowHandler : public MessageHandler {
+    void finalOutput(MessageType, const YString &text) override
+    {
+        for (const char *p = text.tocs(); *p != 0; ++p) {
+            sharedText.push_back(*p);
+            if ((p - text.tocs()) % 4 == 0)
+                std::this_thread::yield();
+        }
+    }
+};
+
+// Emits a further message from inside finalOutput: the lock is recursive.
+class EchoHandler : public MessageHandler {
+    void finalOutput(MessageType kind, const YString &text) override
+    {
+        seen.emplace_back(text.tocs());
+        if (kind == MsgError)
+            info("echo of %s", text);
+    }
+
+public:
+    Strings seen;
+};
+
+} // namespace
+
+TEST(MessageThreads, MessagesNeverInterleave)
+{
+    sharedText.clear();
+    SlowHandler first, second;
+    const int threads = 6, perThread = 60, length = 40;
+    std::vector<std::thread> pool;
+    for (int t = 0; t < threads; ++t) {
+        pool.emplace_back([&, t] {
+            std::string body(length, static_cast<char>('a' + t));
+            MessageHandler &h = t % 2 == 0 ? static_cast<MessageHandler &>(first) : second;
+            for (int i = 0; i < perThread; ++i) {
+                if (i % 3 == 0)
+                    h.printf("[%s]", body.c_str());
+                else if (i % 3 == 1)
+                    h.info("[%s]", body.c_str());
+                else
+                    h.formattedOutput(MsgPrintf, ("[" + body + "]").c_str());
+            }
+        });
+    }
+    for (std::thread &th : pool)
+        th.join();
+    // Every message is "[" + 40 equal letters + "]", with "\n" after infos.
+    std::size_t pos = 0;
+    int messages = 0;
+    while (pos < sharedText.size()) {
+        ASSERT_EQ(sharedText[pos], '[') << "at " << pos;
+        const char letter = sharedText[pos + 1];
+        ASSERT_EQ(sharedText.compare(pos + 1, length, std::string(length, letter)), 0) << "at " << pos;
+        ASSERT_EQ(sharedText[pos + 1 + length], ']') << "at " << pos;
+        pos += length + 2;
+        if (pos < sharedText.size() && sharedText[pos] == '\n')
+            ++pos;
+        ++messages;
+    }
+    EXPECT_EQ(messages, threads * perThread);
+    EXPECT_EQ(first.getPrintfCount() + first.getInfoCount(), threads / 2 * perThread);
+    EXPECT_EQ(second.getPrintfCount() + second.getInfoCount(), threads / 2 * perThread);
+}
+
+TEST(MessageThreads, FinalOutputMayReportAgain)
+{
+    EchoHandler h;
+    h.error("e");
+    EXPECT_EQ(h.seen, (Strings{"Error : e\n", "echo of Error : e\n\n"}));
+    EXPECT_EQ(h.getInfoCount(), 1);
+}
+
+// ----------------------------------------------------------- default handler
+
+TEST(DefaultMessageHandler, WithoutApplicationMessagesVanish)
+{
+    YRef<MessageHandler> h = sp_GetDefaultMessageHandler();
+    ASSERT_FALSE(h.isNull());
+    EXPECT_NE(dynamic_cast<NullMessageHandler *>(h.get()), nullptr);
+    EXPECT_EQ(sp_GetDefaultMessageHandler().get(), h.get());
+    const int before = h->getErrorCount();
+    kv_error("nobody sees %s", "this");
+    kv_printf("or this");
+    EXPECT_EQ(h->getErrorCount(), before + 1);
+}
+
+namespace {
+
+YRef<MessageHandler> &applicationHandler()
+{
+    static YRef<MessageHandler> ref(new StringMessageHandler);
+    return ref;
+}
+
+YRef<MessageHandler> giveApplicationHandler()
+{
+    return applicationHandler();
+}
+
+YRef<MessageHandler> giveNothing()
+{
+    return YRef<MessageHandler>();
+}
+
+} // namespace
+
+// A definition of "getDefaultMessageHandler" binds the library's call only
+// once per process (a call whose definition went keeps its default), so each
+// of these runs in a process of its own. The child's exit code names the
+// first check that failed.
+KVTEST_CHILD(default_handler_application)
+{
+    (void)args;
+    auto *strings = static_cast<StringMessageHandler *>(applicationHandler().get());
+    MessageHandler *unbound = sp_GetDefaultMessageHandler().get();
+    {
+        RegisterDynFuncDef def("getDefaultMessageHandler", &giveApplicationHandler, __FILE__, __LINE__);
+        if (sp_GetDefaultMessageHandler().get() != strings)
+            return 10;
+        kv_printf("p%d", 1);
+        kv_error("e %s %s", "a", "b");
+        kv_fprintf(stdout, "o");
+        kv_fprintf(stderr, "x");
+        YArray<PrintfArg> list;
+        list.add(PrintfArg("arr"));
+        kv_fprintf_array(stdout, "%s", list);
+        if (collected(*strings) != Strings{"p1", "Error : e a b\n", "o", "x", "arr"})
+            return 11;
+        if (strings->getErrorCount() != 2 || strings->getPrintfCount() != 3)
+            return 12;
+    }
+    if (sp_GetDefaultMessageHandler().get() != unbound)
+        return 13;
+    kv_printf("after");
+    if (strings->getStrings().getCount() != 5)
+        return 14;
+    return 0;
+}
+
+TEST(DefaultMessageHandler, ApplicationHandlerReceivesEverything)
+{
+    EXPECT_EQ(kvtest::runChild("default_handler_application"), 0);
+}
+
+KVTEST_CHILD(default_handler_empty_answer)
+{
+    (void)args;
+    MessageHandler *unbound = sp_GetDefaultMessageHandler().get();
+    RegisterDynFuncDef def("getDefaultMessageHandler", &giveNothing, __FILE__, __LINE__);
+    YRef<MessageHandler> h = sp_GetDefaultMessageHandler();
+    if (h.isNull())
+        return 10;
+    if (dynamic_cast<NullMessageHandler *>(h.get()) == nullptr)
+        return 11;
+    if (h.get() == unbound)
+        return 12;
+    if (sp_GetDefaultMessageHandler().get() != h.get())
+        return 13;
+    const int before = h->getErrorCount();
+    kv_error("vanishes");
+    return h->getErrorCount() == before + 1 ? 0 : 14;
+}
+
+TEST(DefaultMessageHandler, EmptyApplicationAnswerGivesNullHandler)
+{
+    EXPECT_EQ(kvtest::runChild("default_handler_empty_answer"), 0);
+}
+
+// ---------------------------------------------------------------- error lists
+
+namespace {
+
+Strings listTexts(const YList<YString> &list)
+{
+    Strings v;
+    for (const YString &s : list)
+        v.emplace_back(s.tocs());
+    return v;
+}
+
+} // namespace
+
+TEST(ErrorLists, WriteErrorListInsertsAtHeadWithDuplicates)
+{
+    YList<YString> list;
+    sp_WriteErrorList(&list, "missing %s", "R1");
+    sp_WriteErrorList(&list, "count %d %d %d %d", 1, 2, 3, 4);
+    sp_WriteErrorList(&list, "missing %s", "R1");
+    EXPECT_EQ(listTexts(list), (Strings{"*** ERROR *** missing R1", "*** ERROR *** count 1 2 3 4",
+                                        "*** ERROR *** missing R1"}));
+    EXPECT_EQ(list.getCount(), 3);
+    sp_WriteErrorList(nullptr, "ignored");
+}
+
+TEST(ErrorLists, AddErrorIgnoresCaseDuplicates)
+{
+    YList<YString> list;
+    sp_AddError(&list, "FILE MISSING");
+    sp_AddError(&list, "File missing");
+    EXPECT_EQ(listTexts(list), (Strings{"FILE MISSING"}));
+    sp_AddError(&list, "node %d at %.2f %s", 4, 1.5, "V");
+    EXPECT_EQ(listTexts(list), (Strings{"node 4 at 1.50 V", "FILE MISSING"}));
+    EXPECT_EQ(list.getCount(), 2);
+    sp_AddError(nullptr, "ignored");
+}
+
+TEST(ErrorLists, AddErrorCutsAt511Characters)
+{
+    YList<YString> list;
+    std::string big(700, 'x');
+    sp_AddError(&list, "%s", big.c_str());
+    ASSERT_EQ(list.getCount(), 1);
+    EXPECT_EQ(list.first()->length(), 511);
+}
+
+// ----------------------------------------------------------------- boxed text
+
+TEST(BoxedText, HiInTwenty)
+{
+    ScratchFile f;
+    sp_PrintBoxedText(f.get(), "Hi", 20);
+    EXPECT_EQ(f.text(), "********************\n"
+                        "***              ***\n"
+                        "***      Hi      ***\n"
+                        "***              ***\n"
+                        "********************\n");
+}
+
+TEST(BoxedText, SeveralLines)
+{
+    ScratchFile f;
+    sp_PrintBoxedText(f.get(), "one\ntwo2\n", 16);
+    EXPECT_EQ(f.text(), "****************\n"
+                        "***          ***\n"
+                        "***    one   ***\n"
+                        "***   two2   ***\n"
+                        "***          ***\n"
+                        "****************\n");
+}
+
+TEST(BoxedText, Pieces)
+{
+    ScratchFile f;
+    sp_PrintBoxEdge(f.get(), 5);
+    sp_PrintBoxEdge(f.get(), 0);
+    sp_PrintSides(f.get(), 8);
+    sp_PrintSides(f.get(), 3);
+    sp_PrintLine(f.get(), "abc", 12);
+    sp_PrintLine(f.get(), "toolong", 10);
+    sp_PrintLineCentred(f.get(), "ab", 12);
+    sp_PrintLineCentred(f.get(), "abc", 12);
+    sp_PrintLineCentred(f.get(), "wide", 4);
+    EXPECT_EQ(f.text(), "*****\n"
+                        "\n"
+                        "***  ***\n"
+                        "******\n"
+                        "*** abc  ***\n"
+                        "*** toolong***\n"
+                        "***  ab  ***\n"
+                        "***  abc ***\n"
+                        "*** wide***\n");
+}
+
+TEST(BoxedText, LongTextHasNoPadding)
+{
+    ScratchFile f;
+    std::string text(200, 't');
+    sp_PrintLineCentred(f.get(), text.c_str(), 80);
+    EXPECT_EQ(f.text(), "*** " + text + "***\n");
+}
+
+TEST(BoxedText, NullFileDoesNothing)
+{
+    sp_PrintBoxEdge(nullptr, 10);
+    sp_PrintSides(nullptr, 10);
+    sp_PrintLine(nullptr, "x", 10);
+    sp_PrintLineCentred(nullptr, "x", 10);
+    sp_PrintBoxedText(nullptr, "x", 10);
+    ScratchFile f;
+    sp_PrintLine(f.get(), nullptr, 10);
+    EXPECT_EQ(f.text(), "***    ***\n");
+}
+
+KVTEST_CHILD(box_to_console)
+{
+    (void)args;
+    sp_PrintBoxEdge(stdout, 10);
+    sp_PrintSides(stdout, 10);
+    sp_PrintLine(stderr, "x", 10);
+    sp_PrintLineCentred(stdout, "x", 10);
+    sp_PrintBoxedText(stderr, "Hi", 20);
+    sp_PrintBoxedText(stdout, "Hi", 20);
+    std::fflush(stdout);
+    std::fflush(stderr);
+    return 0;
+}
+
+TEST(BoxedText, ConsoleIsNeverWritten)
+{
+    auto child = kvtest::startChild("box_to_console");
+    ASSERT_TRUE(child->waitForFinished(30000));
+    EXPECT_EQ(child->exitCode(), 0);
+    EXPECT_EQ(child->readAllStandardOutput().size(), 0);
+    EXPECT_EQ(child->readAllStandardError().size(), 0);
+}
