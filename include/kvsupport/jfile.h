@@ -10,8 +10,10 @@
 /// Failure shows as a null stream (JFile), null data (JFileBuf) or a status
 /// (JFileBuffered); nothing is reported in words.
 ///
-/// Copying a JFile or a JFileBuffered copies its fields, so both objects
-/// share one stream: a copy is for handing on, and only one may close.
+/// Copying a JFile or a JFileBuffered (or attaching one JFile to another)
+/// makes both objects share one stream: a copy is for handing on. The first
+/// of them to close or detach the stream takes it from all of them, so a
+/// shared stream is closed once, whichever object goes last.
 #ifndef KVSUPPORT_JFILE_H
 #define KVSUPPORT_JFILE_H
 
@@ -22,6 +24,9 @@
 
 class kvstream;
 
+/// The stream that copies of a JFile or JFileBuffered share. Internal.
+struct JFileShared;
+
 /// An owned C stream and the full path of its file.
 class KVSUPPORT_API JFile {
 public:
@@ -31,7 +36,12 @@ public:
     JFile(const char *name, const char *mode);
     /// Takes the open \p stream; the name is kept as it stands.
     JFile(const char *name, FILE *stream);
-    /// Closes the stream if there is one.
+    /// Shares \p other's stream and copies its name.
+    JFile(const JFile &other);
+    /// Leaves the present stream (closing it if no other object shares it),
+    /// then shares \p other's stream and copies its name.
+    JFile &operator=(const JFile &other);
+    /// Closes the stream if there is one and no other object shares it.
     ~JFile();
 
     /// Opens \p name (UTF-8) in \p mode. On success the name becomes the
@@ -40,22 +50,24 @@ public:
     FILE *open(const char *name, const char *mode);
     /// Opens the remembered name again in \p mode; null if there is none.
     FILE *reopen(const char *mode);
-    /// Closes the stream if there is one.
+    /// Closes the stream if there is one (for every object sharing it).
     void close();
     /// False if a stream is held; otherwise takes \p other's stream and
-    /// name (\p other keeps them too) and returns true.
+    /// name (\p other keeps them too: they share the stream) and returns
+    /// true.
     bool attach(const JFile &other);
-    /// Gives up the stream without closing it and returns it.
+    /// Gives up the stream without closing it (for every object sharing
+    /// it) and returns it.
     FILE *detach();
     /// The stream, or null.
-    FILE *get() const { return stream; }
+    FILE *get() const;
     /// The stream, or null.
-    operator FILE *() const { return stream; }
+    operator FILE *() const { return get(); }
     /// The file's name (the full path after open()).
     YString getFilename() const { return filename; }
 
 private:
-    FILE *stream;
+    JFileShared *stream;
     YString filename;
 };
 
@@ -83,8 +95,11 @@ public:
     /// Opens a temporary file beside \p name ("wb" if \p binary, else "w").
     /// The status says whether that worked.
     JFileBuffered(const char *name, bool binary);
+    /// Shares \p other's stream and copies its names and status.
+    JFileBuffered(const JFileBuffered &other);
     /// close() if a stream is held.
     ~JFileBuffered();
+    JFileBuffered &operator=(const JFileBuffered &) = delete;
 
     /// Puts the written file in place of the target; see the class comment.
     JFileBufferedStatus close();
@@ -92,7 +107,7 @@ public:
     /// stream. The target stays as it was.
     void failed();
     /// The stream to write through (null if the open failed or after close).
-    operator FILE *() const { return stream; }
+    operator FILE *() const;
     /// The status set by the constructor.
     JFileBufferedStatus getStatus() const { return status; }
     /// The name asked for.
@@ -104,7 +119,7 @@ private:
     JFileBufferedStatus replaceTarget();
     YString backupName() const;
 
-    FILE *stream;
+    JFileShared *stream;
     YString target;
     YString temporary;
     JFileBufferedStatus status;

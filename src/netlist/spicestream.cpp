@@ -12,6 +12,7 @@
 #include "core/text_util.h"
 
 #include <cstring>
+#include <memory>
 
 namespace {
 
@@ -488,14 +489,14 @@ bool SpiceStream::gets(YString *line, int *lineNumber, bool *encrypted, bool *no
     hierarchy = false;
     *enc = false;
     *wide = false;
-    Buf gathered(80);
+    std::unique_ptr<Buf> gathered; // made at the first brace
     int depth = 0;
     bool started = false;
     bool ended = false;
     for (;;) {
         if (started && state == InStatement && pushback < 0 && !literalMode && lastFedAscii &&
             inputPos < inputEnd && !encryptionAllowed())
-            scanPlainRun(depth > 0 ? &gathered : &statement);
+            scanPlainRun(depth > 0 ? gathered.get() : &statement);
         int c = step(literalMode);
         if (c == -1)
             break;
@@ -512,15 +513,17 @@ bool SpiceStream::gets(YString *line, int *lineNumber, bool *encrypted, bool *no
             break;
         }
         if (c == '{') {
+            if (!gathered)
+                gathered.reset(new Buf(80));
             if (depth++ > 0)
-                gathered.add('(');
+                gathered->add('(');
         } else if (c == '}' && depth > 0) {
             if (--depth == 0)
-                closeBrace(&gathered);
+                closeBrace(gathered.get());
             else
-                gathered.add(')');
+                gathered->add(')');
         } else if (depth > 0) {
-            gathered.add(static_cast<char>(c));
+            gathered->add(static_cast<char>(c));
         } else {
             statement.add(static_cast<char>(c));
         }

@@ -43,32 +43,82 @@ bool renameFile(const YString &from, const YString &to)
 
 } // namespace
 
+// ------------------------------------------------------------ shared stream
+
+// The stream of a JFile or JFileBuffered and the number of objects that
+// share it. Closing or detaching through any of them empties it for all.
+struct JFileShared {
+    FILE *file = nullptr;
+    int users = 1;
+};
+
+namespace {
+
+JFileShared *share(JFileShared *shared)
+{
+    ++shared->users;
+    return shared;
+}
+
+// Drops one user; the last one closes a stream that is still open.
+void leave(JFileShared *shared)
+{
+    if (--shared->users > 0)
+        return;
+    if (shared->file != nullptr)
+        std::fclose(shared->file);
+    delete shared;
+}
+
+} // namespace
+
 // ------------------------------------------------------------------ JFile
 
-JFile::JFile() : stream(nullptr) {}
+JFile::JFile() : stream(new JFileShared) {}
 
-JFile::JFile(const char *name, const char *mode) : stream(nullptr)
+JFile::JFile(const char *name, const char *mode) : stream(new JFileShared)
 {
     open(name, mode);
 }
 
-JFile::JFile(const char *name, FILE *s) : stream(s), filename(name) {}
+JFile::JFile(const char *name, FILE *s) : stream(new JFileShared), filename(name)
+{
+    stream->file = s;
+}
+
+JFile::JFile(const JFile &other) : stream(share(other.stream)), filename(other.filename) {}
+
+JFile &JFile::operator=(const JFile &other)
+{
+    if (this != &other && stream != other.stream) {
+        leave(stream);
+        stream = share(other.stream);
+    }
+    filename = other.filename;
+    return *this;
+}
 
 JFile::~JFile()
 {
-    close();
+    leave(stream);
+}
+
+FILE *JFile::get() const
+{
+    return stream->file;
 }
 
 FILE *JFile::open(const char *name, const char *mode)
 {
-    if (name == nullptr || mode == nullptr || *name == 0) {
-        stream = nullptr;
-        return nullptr;
+    FILE *opened = name != nullptr && mode != nullptr && *name != 0 ? fopen_utf8(name, mode) : nullptr;
+    if (stream->users > 1) { // a new stream isn't shared with the copies
+        leave(stream);
+        stream = new JFileShared;
     }
-    stream = fopen_utf8(name, mode);
-    if (stream != nullptr)
+    stream->file = opened;
+    if (opened != nullptr)
         filename = sp_GetFullPath(YString(name));
-    return stream;
+    return opened;
 }
 
 FILE *JFile::reopen(const char *mode)
@@ -81,31 +131,34 @@ FILE *JFile::reopen(const char *mode)
 
 void JFile::close()
 {
-    if (stream != nullptr)
-        std::fclose(stream);
-    stream = nullptr;
+    if (stream->file != nullptr)
+        std::fclose(stream->file);
+    stream->file = nullptr;
 }
 
 bool JFile::attach(const JFile &other)
 {
-    if (stream != nullptr)
+    if (stream->file != nullptr)
         return false;
-    stream = other.stream;
+    if (stream != other.stream) {
+        leave(stream);
+        stream = share(other.stream);
+    }
     filename = other.filename;
     return true;
 }
 
 FILE *JFile::detach()
 {
-    FILE *s = stream;
-    stream = nullptr;
+    FILE *s = stream->file;
+    stream->file = nullptr;
     return s;
 }
 
 // ---------------------------------------------------------- JFileBuffered
 
 JFileBuffered::JFileBuffered(const char *name, bool binary)
-    : stream(nullptr), target(name), status(JFileBufferedOpenFailed)
+    : stream(new JFileShared), target(name), status(JFileBufferedOpenFailed)
 {
     if (target.isEmpty())
         return;
@@ -118,8 +171,8 @@ JFileBuffered::JFileBuffered(const char *name, bool binary)
     temporary = sp_GetTempFile(dir);
     if (temporary.isEmpty())
         return;
-    stream = fopen_utf8(temporary.tocs(), binary ? "wb" : "w");
-    if (stream == nullptr) {
+    stream->file = fopen_utf8(temporary.tocs(), binary ? "wb" : "w");
+    if (stream->file == nullptr) {
         removeFile(temporary);
         temporary = "";
         return;
@@ -127,29 +180,41 @@ JFileBuffered::JFileBuffered(const char *name, bool binary)
     status = JFileBufferedOk;
 }
 
+JFileBuffered::JFileBuffered(const JFileBuffered &other)
+    : stream(share(other.stream)), target(other.target), temporary(other.temporary), status(other.status)
+{
+}
+
 JFileBuffered::~JFileBuffered()
 {
-    if (stream != nullptr)
+    if (stream->file != nullptr)
         close();
+    leave(stream);
+}
+
+JFileBuffered::operator FILE *() const
+{
+    return stream->file;
 }
 
 void JFileBuffered::failed()
 {
-    if (stream == nullptr)
+    if (stream->file == nullptr)
         return;
-    std::fclose(stream);
-    stream = nullptr;
+    std::fclose(stream->file);
+    stream->file = nullptr;
     removeFile(temporary);
 }
 
 JFileBufferedStatus JFileBuffered::close()
 {
-    if (stream == nullptr)
+    FILE *file = stream->file;
+    if (file == nullptr)
         return JFileBufferedNotOpen;
-    bool bad = std::fflush(stream) != 0;
-    bad = std::ferror(stream) != 0 || bad;
-    bad = std::fclose(stream) != 0 || bad;
-    stream = nullptr;
+    bool bad = std::fflush(file) != 0;
+    bad = std::ferror(file) != 0 || bad;
+    bad = std::fclose(file) != 0 || bad;
+    stream->file = nullptr;
     if (bad) {
         removeFile(temporary);
         return JFileBufferedWriteFailed;

@@ -151,8 +151,35 @@ TEST(JFile, AttachOnlyWithoutAStream)
     EXPECT_TRUE(c.attach(b));
     EXPECT_EQ(c.get(), b.get());
     EXPECT_EQ(c.getFilename(), b.getFilename());
-    EXPECT_EQ(c.detach(), b.get()); // only b closes the shared stream
+    EXPECT_EQ(std::fgetc(c), 'b');
+    c.close(); // closes the shared stream once, for both
     EXPECT_EQ(c.get(), nullptr);
+    EXPECT_EQ(b.get(), nullptr);
+}
+
+TEST(JFile, CopiesShareOneStreamThatIsClosedOnce)
+{
+    std::string dir = kvtest::makeTempDir();
+    writeText(dir + "/a.txt", "ab");
+    JFile a((dir + "/a.txt").c_str(), "r");
+    {
+        JFile copy(a);
+        EXPECT_EQ(copy.get(), a.get());
+        EXPECT_EQ(copy.getFilename(), a.getFilename());
+    } // the copy going leaves the stream to the original
+    ASSERT_NE(a.get(), nullptr);
+    EXPECT_EQ(std::fgetc(a), 'a');
+    JFile b;
+    b = a;
+    FILE *taken = b.detach();
+    EXPECT_EQ(a.get(), nullptr);
+    ASSERT_NE(taken, nullptr);
+    EXPECT_EQ(std::fgetc(taken), 'b');
+    std::fclose(taken);
+    // A new open of a copy doesn't disturb the others.
+    JFile c(a);
+    EXPECT_NE(c.open((dir + "/a.txt").c_str(), "r"), nullptr);
+    EXPECT_EQ(a.get(), nullptr);
 }
 
 // ---------------------------------------------------------- JFileBuffered
@@ -242,6 +269,24 @@ TEST(JFileBuffered, FailedThenDestructorDoNothingMore)
     }
     EXPECT_EQ(readText(target), "precious");
     EXPECT_EQ(entriesOf(dir), QStringList({"keep.txt"}));
+}
+
+TEST(JFileBuffered, CopyHandsTheSaveOnAndItCommitsOnce)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string target = dir + "/x.txt";
+    writeText(target, "old");
+    {
+        JFileBuffered first(target.c_str(), false);
+        JFileBuffered second(first);
+        EXPECT_EQ(static_cast<FILE *>(second), static_cast<FILE *>(first));
+        std::fputs("new", second);
+        EXPECT_EQ(second.close(), JFileBufferedOk);
+        EXPECT_EQ(static_cast<FILE *>(first), nullptr);
+        EXPECT_EQ(first.close(), JFileBufferedNotOpen);
+    }
+    EXPECT_EQ(readText(target), "new");
+    EXPECT_EQ(entriesOf(dir), QStringList({"x.txt"}));
 }
 
 TEST(JFileBuffered, RelativeTargetUsesTheCurrentDirectory)
