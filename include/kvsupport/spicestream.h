@@ -139,6 +139,7 @@ private:
     int stepInStatement(int c);
     int stepAfterNewline(int c);
     int scanPlainRun(Buf *target);
+    void skipCommentRun();
     void closeBrace(Buf *gathered);
 
     State state;

@@ -4,7 +4,9 @@
 // Speed: while no decryption hook is set the device is read in blocks, and
 // gets() copies runs of plain statement bytes (printable ASCII other than
 // the inline comment character and braces) in one step; every other byte
-// goes through the machine one at a time.
+// goes through the machine one at a time. The machine's helpers are defined
+// inline: inline members are hidden inside the library, so the compiler can
+// fold them into get() and gets() instead of calling exported functions.
 #include <kvsupport/spicestream.h>
 
 #include <kvsupport/scan.h>
@@ -24,10 +26,14 @@ struct ByteTables {
     bool accepted[256];
     bool plainSemicolon[256]; // plain statement bytes when ';' is the inline comment
     bool plainDollar[256];    // and when '$' is
+    bool commentKept[256];    // comment bytes that go to the source text as they stand
+    bool commentDropped[256]; // bytes of a dropped comment line that need no machine step
     ByteTables()
     {
         for (int c = 0; c < 256; ++c) {
             accepted[c] = c == '\t' || c == '\n' || (c >= 32 && c <= 254);
+            commentKept[c] = accepted[c] && c != '\n' && c < 0x80;
+            commentDropped[c] = c < 0x80 && c != '\n' && c != '\r';
             bool plain = accepted[c] && c != '\n' && c < 0x80 && c != '{' && c != '}';
             plainSemicolon[c] = plain && c != ';';
             plainDollar[c] = plain && c != '$';
@@ -35,10 +41,11 @@ struct ByteTables {
     }
 };
 
-const ByteTables &tables()
+const ByteTables byteTables;
+
+inline const ByteTables &tables()
 {
-    static const ByteTables t;
-    return t;
+    return byteTables;
 }
 
 bool isBlank(int c)
@@ -127,7 +134,7 @@ bool SpiceStream::evaluate(const char *, YString *)
 
 // ------------------------------------------------------------------ input
 
-int SpiceStream::refill()
+inline int SpiceStream::refill()
 {
     inputPos = 0;
     inputEnd = 0;
@@ -142,7 +149,7 @@ int SpiceStream::refill()
 }
 
 // The next byte of the device (0 to 255), or -1 at its end.
-int SpiceStream::readInput()
+inline int SpiceStream::readInput()
 {
     if (inputPos < inputEnd)
         return static_cast<unsigned char>(input[inputPos++]);
@@ -160,7 +167,7 @@ int SpiceStream::readInput()
 
 // Raw input for the machine: carriage returns skipped, refused bytes
 // dropped, a byte 255 taken as the end for good.
-int SpiceStream::readRaw()
+inline int SpiceStream::readRaw()
 {
     for (;;) {
         int c = readInput();
@@ -194,7 +201,7 @@ int SpiceStream::readRaw()
 
 // A byte of a directive line: carriage returns skipped and counted, no
 // filter.
-int SpiceStream::readDirectiveByte()
+inline int SpiceStream::readDirectiveByte()
 {
     int c = readInput();
     while (c == '\r') {
@@ -213,13 +220,13 @@ int SpiceStream::readDirectiveByte()
 
 // --------------------------------------------------------------- machine
 
-void SpiceStream::record()
+inline void SpiceStream::record()
 {
     lastAcceptedLineCount = lineCount;
-    lastAcceptedCharCount = getCharCount();
+    lastAcceptedCharCount = encryptionAllowed() ? kvstream::getCharCount() : charCount;
 }
 
-void SpiceStream::newlineIntoSource()
+inline void SpiceStream::newlineIntoSource()
 {
     if (!suppressEmptyLines || sourceText.lastChar() != '\n')
         sourceText.add('\n');
@@ -282,7 +289,7 @@ void SpiceStream::applyDirective(const char *text)
         hierarchy = true;
 }
 
-int SpiceStream::stepLineStart(int c)
+inline int SpiceStream::stepLineStart(int c)
 {
     if (isBlank(c) || c == '\n')
         return -2;
@@ -301,7 +308,7 @@ int SpiceStream::stepLineStart(int c)
     return c;
 }
 
-int SpiceStream::stepInStatement(int c)
+inline int SpiceStream::stepInStatement(int c)
 {
     if (c == getInlineCommentChar()) {
         sourceText.add(static_cast<char>(c));
@@ -324,7 +331,7 @@ int SpiceStream::stepInStatement(int c)
     return c;
 }
 
-int SpiceStream::stepAfterNewline(int c)
+inline int SpiceStream::stepAfterNewline(int c)
 {
     if (c == '*' || c == getInlineCommentChar()) {
         sourceText.add(static_cast<char>(c));
@@ -352,10 +359,33 @@ int SpiceStream::stepAfterNewline(int c)
     return '\n';
 }
 
+// Passes over the run of comment bytes waiting in the read-ahead, as the
+// machine would one by one: an inline comment goes to the source text, a
+// whole-line comment nowhere. Bytes above 127, carriage returns and line
+// feeds are left to the machine.
+inline void SpiceStream::skipCommentRun()
+{
+    const bool keep = state == InlineComment;
+    const bool *table = keep ? tables().commentKept : tables().commentDropped;
+    const char *start = input.get() + inputPos;
+    const char *end = input.get() + inputEnd;
+    const char *p = start;
+    while (p < end && table[static_cast<unsigned char>(*p)])
+        ++p;
+    int n = static_cast<int>(p - start);
+    if (keep)
+        sourceText.append(start, n);
+    charCount += n;
+    inputPos += n;
+}
+
 // One delivered character, or -1; -2 inside means "nothing yet, go on".
-int SpiceStream::step(bool literal)
+inline int SpiceStream::step(bool literal)
 {
     for (;;) {
+        if ((state == CommentLine || state == InlineComment) && pushback < 0 && !literal && lastFedAscii &&
+            inputPos < inputEnd)
+            skipCommentRun();
         int c;
         if (pushback >= 0) {
             c = pushback;
@@ -445,7 +475,7 @@ void SpiceStream::readTitle()
 
 // Copies the run of plain statement bytes waiting in the read-ahead, as the
 // machine would one by one in InStatement. Returns the count.
-int SpiceStream::scanPlainRun(Buf *target)
+inline int SpiceStream::scanPlainRun(Buf *target)
 {
     const bool *plain = language == HSPICE ? tables().plainDollar : tables().plainSemicolon;
     const char *start = input.get() + inputPos;
@@ -528,7 +558,8 @@ bool SpiceStream::gets(YString *line, int *lineNumber, bool *encrypted, bool *no
             statement.add(static_cast<char>(c));
         }
     }
+    // Assigning the text lets a caller's own string keep its block.
     if (line != nullptr)
-        *line = YString(statement.get(), statement.getLength());
+        *line = statement.get();
     return ended || statement.getLength() > 0;
 }
