@@ -110,6 +110,14 @@ TEST(Profile, BadArgumentsFail)
     EXPECT_EQ(readText(path), "[s]\nk=v\n");
 }
 
+TEST(Profile, FileInAMissingDirectoryIsNeverMade)
+{
+    std::string path = kvtest::makeTempDir("ini") + "/no/such/dir/settings.ini";
+    EXPECT_FALSE(put(path, "s", "k", "v"));
+    EXPECT_EQ(get(path, "s", "k"), "");
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(path)));
+}
+
 TEST(Profile, KeysAndSectionsMatchIgnoringCase)
 {
     std::string path = freshFile("[Options]\nEnableDebugLogging=1\n");
