@@ -8,11 +8,15 @@
 //   - a wildcard pattern matches itself once its wildcards are escaped;
 //   - for two absolute paths, the base joined with the relative path and
 //     cleaned names the same place as the path;
-//   - decoding escapes undoes encoding them.
+//   - decoding escapes undoes encoding them;
+//   - the direct wildcard search finds what QRegExp finds.
 #include <kvsupport/paths.h>
 #include <kvsupport/pattern.h>
 
+#include "netlist/glob_match.h"
+
 #include <QDir>
+#include <QRegExp>
 #include <QString>
 
 #include <cstdint>
@@ -111,6 +115,16 @@ void checkSelfMatch(const std::string &text)
     check(sp_FilterString(text.c_str(), ("*" + escaped).c_str(), true));
 }
 
+void checkGlob(const std::string &pattern, const std::string &text)
+{
+    const QString rx = kv::detail::globToRegExp(pattern.c_str());
+    std::vector<kv::detail::GlobElement> elements;
+    if (!kv::detail::parseSimpleGlob(rx, &elements) || pattern.size() > 64 || text.size() > 256)
+        return;
+    const QString subject = QString::fromUtf8(text.c_str());
+    check(kv::detail::simpleGlobSearch(elements, subject) == QRegExp(rx).indexIn(subject));
+}
+
 void checkEscapes(const std::string &text)
 {
     for (bool spaces : {false, true}) {
@@ -139,7 +153,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     sp_ResolveFilename(base.c_str(), path.c_str(), nullptr);
     sp_FilterString(path.c_str(), base.c_str(), false);
     sp_ResolveWireTemplate(path.c_str(), "BUS", "7");
-    if (size < 512)
-        sp_GlobMatch(base.c_str(), path.c_str());
+    sp_GlobMatch(base.c_str(), path.c_str());
+    checkGlob(base, path);
     return 0;
 }

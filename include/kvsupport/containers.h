@@ -53,10 +53,11 @@ class complex;
 /// With `prim` the elements live in a plain heap block (from allocPrim),
 /// are moved with memcpy and never constructed, and all unused slots are
 /// zero; element types of 16 bytes or more are aligned to 16. `prim` can only
-/// be set for trivially copyable element types; asking for it on another type
-/// gives an ordinary vector. Without `prim`, elements are real objects from
-/// the virtual alloc(), and elements that leave the vector are overwritten
-/// with `fill`.
+/// be set for trivially copyable element types aligned to at most 16 bytes;
+/// asking for it on another type gives an ordinary vector. Without `prim`,
+/// elements are real objects from the virtual alloc(), and elements that
+/// leave the vector are overwritten with `fill`. A vector's default `prim` is
+/// true exactly where it can be set.
 ///
 /// Exhaustion raises MemoryException with the text
 /// "Detected in YVector<type>::alloc" or "...::allocPrim".
@@ -65,9 +66,9 @@ class YVector {
 public:
     /// \p n elements (size and capacity \p n). With \p prim the elements are a
     /// zero-filled block from allocPrim, otherwise default-constructed objects.
-    explicit YVector(unsigned int n = 0, bool prim = std::is_trivially_copyable<T>::value)
+    explicit YVector(unsigned int n = 0, bool prim = std::is_trivially_copyable<T>::value && alignof(T) <= 16)
         : data(nullptr), raw(nullptr), size(0), capacity(0),
-          prim(prim && std::is_trivially_copyable<T>::value), fill()
+          prim(prim && std::is_trivially_copyable<T>::value && alignof(T) <= 16), fill()
     {
         if (n != 0)
             data = this->prim ? zeroedPrim(n) : alloc(n);
@@ -144,8 +145,14 @@ public:
     /// Appends \p value at the end (same as `v[v.size] = value`).
     void append(const T &value)
     {
-        T copy(value); // value may live inside this vector
-        (*this)[size] = std::move(copy);
+        if (size < capacity) {
+            data[size] = value;
+            ++size;
+            return;
+        }
+        T copy(value); // value may live inside the block that growth frees
+        growTo(size);
+        data[size - 1] = std::move(copy);
     }
 
     /// Same as append(), for code written against the standard containers.
@@ -217,6 +224,9 @@ private:
         return p;
     }
 
+#if defined(__GNUC__)
+    __attribute__((noinline, cold))
+#endif
     void growTo(unsigned int i)
     {
         if (i + 1 == 0) // 2^32 elements can't be counted
@@ -238,7 +248,17 @@ private:
 
     void reallocate(unsigned int newCapacity)
     {
-        if (prim) {
+        if (prim && sizeof(T) < 16) {
+            // The block is the array itself: growing it in place when the
+            // heap can spares the copy.
+            void *block = std::realloc(raw, static_cast<std::size_t>(newCapacity) * sizeof(T));
+            if (block == nullptr)
+                sp_ThrowVectorExhausted("allocPrim", typeid(T));
+            raw = block;
+            data = static_cast<T *>(block);
+            std::memset(static_cast<void *>(data + size), 0,
+                        static_cast<std::size_t>(newCapacity - size) * sizeof(T));
+        } else if (prim) {
             void *oldBlock = raw;
             T *fresh = allocPrim(newCapacity);
             if (size != 0)
@@ -250,8 +270,13 @@ private:
             data = fresh;
         } else {
             T *fresh = alloc(newCapacity);
-            for (unsigned int i = size; i-- > 0;)
-                fresh[i] = std::move(data[i]);
+            try {
+                for (unsigned int i = size; i-- > 0;)
+                    fresh[i] = std::move(data[i]);
+            } catch (...) {
+                free(fresh);
+                throw;
+            }
             free(data);
             data = fresh;
         }
@@ -305,7 +330,10 @@ public:
 /// An array of separately allocated elements of type T, owned by the array.
 ///
 /// The non-const operator[] grows the array as YVector does: while the index
-/// is not below the count, a default T is added at the end.
+/// is not below the count, a default T is added at the end. Elements never
+/// move in memory; only their pointers do. The core's fields can be read
+/// through the array; add items with add() or insertAt(), not through the
+/// core's addDataAt(), since the array deletes every item it points to.
 template <typename T>
 class YArray : public YArrayData {
 public:
@@ -660,7 +688,22 @@ struct YHashTraits<YString> {
     /// YString::hashValue().
     static unsigned int hash(const YString &value) { return value.hashValue(); }
     /// Comparison ignoring (ASCII) case.
-    static bool equal(const YString &a, const YString &b) { return a.compare(b, YString::IgnoreCase) == 0; }
+    static bool equal(const YString &a, const YString &b)
+    {
+        const unsigned char *p = reinterpret_cast<const unsigned char *>(a.tocs());
+        const unsigned char *q = reinterpret_cast<const unsigned char *>(b.tocs());
+        if (p == q)
+            return true; // copies share their text
+        for (;; ++p, ++q) {
+            if (*p != *q && lower(*p) != lower(*q))
+                return false;
+            if (*p == 0)
+                return true;
+        }
+    }
+
+private:
+    static unsigned char lower(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c; }
 };
 
 /// The bucket count that follows \p current in the table of rehash sizes
@@ -848,8 +891,12 @@ public:
     int getBucketCount() const { return bucketCount; }
     /// The load factor (0 or below: no growth).
     int getLoadFactor() const { return loadFactor; }
-    /// The list of bucket \p i (0 <= i < getBucketCount()).
-    const YList<T> &getBucket(int i) const { return buckets[i]; }
+    /// The list of bucket \p i; an empty list when \p i is not a bucket.
+    const YList<T> &getBucket(int i) const
+    {
+        static const YList<T> none;
+        return i >= 0 && i < bucketCount ? buckets[i] : none;
+    }
 
     /// Iterator at the first value.
     iterator begin() { return iterator(this); }
@@ -992,11 +1039,12 @@ public:
 
     /// Appends \p c; first doubles the capacity if length >= capacity - 1.
     void add(char c);
-    /// Appends each character of \p text by the rule of add(); null or an
-    /// empty text does nothing.
+    /// Appends the characters of \p text, the capacity growing as if each
+    /// went in by add(); null or an empty text does nothing.
     void append(const char *text);
-    /// Appends \p n characters of \p text (NUL characters included); n <= 0
-    /// or a null text does nothing.
+    /// Appends the first \p n characters of \p text (which must have that
+    /// many; NUL characters included) by the same rule; n <= 0 or a null text
+    /// does nothing.
     void append(const char *text, int n);
     /// The text.
     const char *get() const { return data; }
@@ -1019,8 +1067,8 @@ public:
     char *detach();
 
 protected:
-    /// Doubles the capacity (at least to \p needed bytes).
-    void grow(int needed);
+    /// Doubles the capacity until it holds at least \p needed bytes.
+    void grow(long long needed);
 
     char *data;   ///< the text, terminated at `length`
     int length;   ///< number of characters

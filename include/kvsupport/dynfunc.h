@@ -49,6 +49,13 @@ public:
         : RegisterDynFuncCall(reinterpret_cast<void **>(pointer), name, sourceFile, line)
     {
     }
+    /// Same, for a pointer to a function with a variable argument list.
+    template <typename R, typename... A>
+    RegisterDynFuncCall(R (**pointer)(A..., ...), const char *name, const char *sourceFile = nullptr,
+                        int line = -1)
+        : RegisterDynFuncCall(reinterpret_cast<void **>(pointer), name, sourceFile, line)
+    {
+    }
     /// Copies the fields; the new record is a copy, which registers nothing
     /// and whose destruction unbinds nothing.
     RegisterDynFuncCall(const RegisterDynFuncCall &other);
@@ -106,6 +113,13 @@ public:
     /// Same, for a function of any type.
     template <typename R, typename... A>
     RegisterDynFuncDef(const char *name, R (*function)(A...), const char *sourceFile = nullptr, int line = -1)
+        : RegisterDynFuncDef(name, reinterpret_cast<void *>(function), sourceFile, line)
+    {
+    }
+    /// Same, for a function with a variable argument list.
+    template <typename R, typename... A>
+    RegisterDynFuncDef(const char *name, R (*function)(A..., ...), const char *sourceFile = nullptr,
+                       int line = -1)
         : RegisterDynFuncDef(name, reinterpret_cast<void *>(function), sourceFile, line)
     {
     }

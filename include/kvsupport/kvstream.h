@@ -125,7 +125,8 @@ public:
     /// present one. With a truncating mode ("w" or "w+") and KvOpenReplace,
     /// an existing file is removed first, and if it can't be, nothing is
     /// opened. A null or empty name opens nothing. Returns operator bool.
-    /// A lock taken here is held until close().
+    /// A lock taken here is held until close(); it is given up again at
+    /// once if the file does not open.
     virtual bool open(const char *name, int mode, bool lock);
     /// The file descriptor; -1 when closed.
     virtual int fd();

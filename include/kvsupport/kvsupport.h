@@ -9,5 +9,9 @@
 #include <kvsupport/exception.h>
 #include <kvsupport/ystring.h>
 #include <kvsupport/printf.h>
+#include <kvsupport/containers.h>
+#include <kvsupport/dynfunc.h>
+#include <kvsupport/encoding.h>
+#include <kvsupport/engnum.h>
 
 #endif

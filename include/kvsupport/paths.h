@@ -83,7 +83,9 @@ public:
     SaveDirectory();
     /// Returns to the remembered directory.
     ~SaveDirectory();
+    /// Not copyable: one guard, one return.
     SaveDirectory(const SaveDirectory &) = delete;
+    /// Not assignable.
     SaveDirectory &operator=(const SaveDirectory &) = delete;
 
     /// The remembered directory.
@@ -142,7 +144,9 @@ KVSUPPORT_API YString sp_GetCwd();
 /// True if \p path exists and is not a directory (symbolic links followed).
 KVSUPPORT_API bool sp_ExistFile(const char *path);
 
-/// True if \p path is an existing directory (symbolic links followed).
+/// True if \p path is an existing directory (symbolic links followed). A
+/// server name such as "//server" counts only if the file system has a
+/// directory of that name: shares are not enumerated here.
 KVSUPPORT_API bool sp_ExistDir(YString path);
 
 /// Makes one directory level (QDir::mkdir).
@@ -203,13 +207,14 @@ KVSUPPORT_API bool sp_ComparePaths(const YString &a, const YString &b);
 
 // ---- Trees ----
 
-/// Appends to \p out, at its head, the plain files matching \p spec
+/// Appends to \p out, at its head, the plain files matching \p filePattern
 /// ("dir/pattern"), so \p out reads in the reverse of the directory's
-/// unsorted order. With \p useNameFilter the pattern is a QDir name filter;
-/// without, every file is tested with sp_FilterString ignoring case. Names
+/// unsorted order. With \p useNameFilter the pattern is a QDir name filter
+/// (which ignores case); without, every file is tested with sp_FilterString
+/// ignoring case. Names
 /// are full paths when \p fullPath is true, else bare names. Names beginning
 /// with a dot are files like any other.
-KVSUPPORT_API void sp_ListDirectory(const YString &spec, YList<YString> *out, bool fullPath, bool useNameFilter);
+KVSUPPORT_API void sp_ListDirectory(const YString &filePattern, YList<YString> *out, bool fullPath, bool useNameFilter);
 
 /// Puts at the head of \p out every readable directory below \p root (not
 /// \p root itself), walked without recursion. Symbolic links to directories
@@ -227,14 +232,28 @@ KVSUPPORT_API YString sp_SearchDirectories(YString file, const YList<YString> &d
 KVSUPPORT_API bool sp_MakeTree(YString path);
 
 /// Copies the directory tree \p from into \p to, which must be missing or
-/// empty. Files that exist at the target are not overwritten.
+/// empty (else CopyTreeDestNotEmpty; a missing \p from gives
+/// CopyTreeNoSource). Each directory is made and its files copied, going on
+/// after failures; a directory in which any file failed counts as failed.
+/// CopyTreeOk without failure, CopyTreePartial with failures when some
+/// directory was copied completely, else CopyTreeFailed. Symbolic links to
+/// directories are not followed.
 KVSUPPORT_API CopyTreeErr sp_CopyTree(const YString &from, const YString &to);
 
-/// Deletes the files (not the subdirectories) of \p dir.
+/// Deletes the files (not the subdirectories) of \p dir: every entry that is
+/// not a directory of its own, symbolic links and special files included.
+/// With \p progress: step(1), then isAborted() (true stops at once with
+/// CopyTreeAborted), then setItem(name) for each. CopyTreeNothingToDo if
+/// there is no file (CopyTreeAborted if the progress object says so).
 KVSUPPORT_API CopyTreeErr sp_DeleteFilesFromDir(const YString &dir, ProgressObject *progress);
 
-/// Deletes \p root with everything under it. Symbolic links inside the tree
-/// are removed as links; what they point to is left alone.
+/// Deletes \p root with everything under it: first the files of every
+/// directory (deepest first, \p root last), then the directories. With
+/// \p progress: start(), setTotal(files + directories), and a step with the
+/// item's name for each file and each directory. Symbolic links inside the
+/// tree are removed as links; what they point to is left alone. The root of
+/// the file system is refused with CopyTreeFailed. CopyTreeOk if all went
+/// well, CopyTreeFailed if nothing could be done, else CopyTreePartial.
 KVSUPPORT_API CopyTreeErr sp_DeleteTree(const YString &root, ProgressObject *progress);
 
 /// True if a probe file can be created (and is then removed) in \p dir.

@@ -72,7 +72,8 @@ KVSUPPORT_API YString sp_EscapeString(const YString &text, bool spaces, char esc
 KVSUPPORT_API YString sp_EscapeStringEncode(const YString &text, bool spaces);
 
 /// As sp_EscapeStringEncode(text, spaces) with \p escape as the escape
-/// character.
+/// character. An escape character of 0 can't be written: the text is
+/// returned unchanged.
 KVSUPPORT_API YString sp_EscapeStringEncode(const YString &text, bool spaces, char escape);
 
 /// Names one wire of a bus. An empty \p wireTemplate gives busName "#"

@@ -20,8 +20,14 @@
 #include <kvsupport/export.h>
 #include <kvsupport/ystring.h>
 
+#include <QMutex>
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+/// The QThread behind a KvThread; internal to the library.
 class KvThreadImpl;
-class QMutex;
 class QEventLoop;
 
 /// A caller's worker thread: derive, implement run(), then start().
@@ -71,16 +77,29 @@ public:
     KvMutex(const KvMutex &) = delete;
     KvMutex &operator=(const KvMutex &) = delete;
 
-    /// Locks, blocking while another thread holds it.
-    void lock();
+    /// Locks, blocking while another thread holds it. (A non-recursive
+    /// QMutex is a QBasicMutex, whose inline fast path this takes.)
+    void lock() { static_cast<QBasicMutex *>(mutex)->lock(); }
     /// Unlocks.
-    void unlock();
+    void unlock() { static_cast<QBasicMutex *>(mutex)->unlock(); }
     /// Locks if free at once; true if it was locked.
-    bool tryLock();
+    bool tryLock() { return mutex->tryLock(0); }
 
 private:
     QMutex *mutex;
 };
+
+namespace kv {
+namespace detail {
+/// The state of a YMutex: a plain lock, its owning thread and the depth of
+/// that thread's hold. The owner is written only by the holder.
+struct RecursiveSection {
+    std::mutex mutex;                 ///< held while any thread owns the section
+    std::atomic<std::thread::id> owner; ///< the holder, or no thread
+    int depth = 0;                    ///< the holder's count of locks
+};
+} // namespace detail
+} // namespace kv
 
 /// In-process re-entrant lock: the holding thread may lock it again, and each
 /// lock needs its unlock. A contended lock spins 1024 times before it blocks.
@@ -94,22 +113,47 @@ public:
     YMutex &operator=(const YMutex &) = delete;
 
     /// Locks (again, if this thread holds it already).
-    void lock();
+    void lock()
+    {
+        std::thread::id self = std::this_thread::get_id();
+        if (section->owner.load(std::memory_order_relaxed) == self) {
+            ++section->depth;
+            return;
+        }
+        if (!section->mutex.try_lock())
+            spinThenLock();
+        section->owner.store(self, std::memory_order_relaxed);
+        section->depth = 1;
+    }
     /// Gives up one level of this thread's hold.
-    void unlock();
+    void unlock()
+    {
+        if (--section->depth == 0) {
+            section->owner.store(std::thread::id(), std::memory_order_relaxed);
+            section->mutex.unlock();
+        }
+    }
 
 private:
-    struct Section;
-    Section *section;
+    void spinThenLock();
+    kv::detail::RecursiveSection *section;
 };
 
 /// Holds a YMutex for its own life.
 class KVSUPPORT_API YMutexLocker {
 public:
-    /// Locks \p mutex.
-    explicit YMutexLocker(YMutex *mutex);
+    /// Locks \p mutex (nothing for null).
+    explicit YMutexLocker(YMutex *mutex) : mutex(mutex)
+    {
+        if (mutex != nullptr)
+            mutex->lock();
+    }
     /// Unlocks the mutex.
-    ~YMutexLocker();
+    ~YMutexLocker()
+    {
+        if (mutex != nullptr)
+            mutex->unlock();
+    }
     YMutexLocker(const YMutexLocker &) = delete;
     YMutexLocker &operator=(const YMutexLocker &) = delete;
 
@@ -156,7 +200,8 @@ private:
 /// interrupt(), as QThread::quit and QEventLoop::exit use) makes it return
 /// with nothing dispatched. It does not loop and does not look at the exit
 /// flag: exit() only sets the flag. On a thread without an event dispatcher
-/// exec() returns at once.
+/// exec() returns at once. As everywhere in Qt, events are delivered only in a
+/// process that has a QCoreApplication.
 class KVSUPPORT_API YEventLoop {
 public:
     /// The exit flag is cleared.

@@ -150,7 +150,7 @@ Buf &Buf::operator=(const Buf &other)
         length = 0;
         data[0] = 0;
         if (capacity < other.length + 1)
-            grow(other.length + 1);
+            grow(static_cast<long long>(other.length) + 1);
         std::memcpy(data, other.data, static_cast<std::size_t>(other.length) + 1);
         length = other.length;
     }
@@ -162,14 +162,16 @@ Buf::~Buf()
     std::free(data);
 }
 
-void Buf::grow(int needed)
+void Buf::grow(long long needed)
 {
-    long long wanted = static_cast<long long>(capacity) * 2;
-    if (wanted < needed)
-        wanted = needed;
+    // Doubling step by step gives the capacity that adding one character at
+    // a time would reach.
+    long long wanted = capacity;
+    while (wanted < needed)
+        wanted *= 2;
     if (wanted > INT_MAX)
-        wanted = INT_MAX;
-    if (wanted <= capacity)
+        wanted = needed <= INT_MAX ? INT_MAX : needed;
+    if (wanted > INT_MAX)
         kv::detail::outOfMemory("Buf"); // a text of 2 GiB can't grow further
     char *p = static_cast<char *>(std::realloc(data, static_cast<std::size_t>(wanted)));
     if (p == nullptr)
@@ -181,25 +183,24 @@ void Buf::grow(int needed)
 void Buf::add(char c)
 {
     if (length >= capacity - 1)
-        grow(0);
+        grow(static_cast<long long>(length) + 2);
     data[length++] = c;
     data[length] = 0;
 }
 
 void Buf::append(const char *text)
 {
-    if (text == nullptr)
-        return;
-    while (*text != 0)
-        add(*text++);
+    if (text != nullptr)
+        append(text, static_cast<int>(std::min<std::size_t>(std::strlen(text), INT_MAX)));
 }
 
 void Buf::append(const char *text, int n)
 {
     if (text == nullptr || n <= 0)
         return;
-    if (static_cast<long long>(length) + n >= capacity)
-        grow(static_cast<int>(std::min<long long>(static_cast<long long>(length) + n + 1, INT_MAX)));
+    long long needed = static_cast<long long>(length) + n + 1;
+    if (needed > capacity)
+        grow(needed);
     std::memcpy(data + length, text, static_cast<std::size_t>(n));
     length += n;
     data[length] = 0;
@@ -246,7 +247,7 @@ void CharQueue::add(char c)
         readPosition = 0;
     }
     if (length >= capacity - 1)
-        grow(0);
+        grow(static_cast<long long>(length) + 2);
     data[length++] = c;
     data[length] = 0;
 }

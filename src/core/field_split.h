@@ -58,6 +58,33 @@ inline std::vector<YString> scanTokens(const char *line, const char *delimiters)
     return out;
 }
 
+/// A token of scanTokenSpans: where it starts in the line and its length.
+struct TokenSpan {
+    const char *start;
+    int length;
+};
+
+/// As scanTokens, giving the places of the tokens in \p line instead of
+/// copies; \p out is cleared first.
+inline void scanTokenSpans(const char *line, const char *delimiters, std::vector<TokenSpan> *out)
+{
+    const int wordLimit = 1023;
+    out->clear();
+    if (line == nullptr)
+        return;
+    const char *p = line;
+    for (;;) {
+        while (*p && std::strchr(delimiters, *p))
+            ++p;
+        if (*p == 0)
+            return;
+        const char *start = p;
+        while (*p && !std::strchr(delimiters, *p) && p - start < wordLimit)
+            ++p;
+        out->push_back({start, static_cast<int>(p - start)});
+    }
+}
+
 /// The parts joined with \p glue between them.
 inline YString joinFields(const std::vector<YString> &parts, std::size_t count, const char *glue)
 {

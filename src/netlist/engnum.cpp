@@ -3,7 +3,6 @@
 // engnum_format.cpp.
 #include <kvsupport/engnum.h>
 
-#include "core/text_util.h"
 #include "format/c_format.h"
 #include "platform/c_locale.h"
 
@@ -187,41 +186,56 @@ inline bool startsWithIgnoringCase(const char *p, char a, char b, char c)
            lowerAscii(static_cast<unsigned char>(p[2])) == c;
 }
 
+// The suffix at \p p (an ASCII letter) and the "4k7" digits after it:
+// stores number x multiplier in *result and returns the end of the suffix.
+inline const char *applySuffix(const char *p, double number, bool pspice, double *result)
+{
+    double multiplier;
+    if (startsWithIgnoringCase(p, 'm', 'e', 'g')) {
+        multiplier = 1e6;
+        p += 3;
+    } else if (startsWithIgnoringCase(p, 'm', 'i', 'l')) {
+        multiplier = 2.54e-5;
+        p += 3;
+    } else {
+        multiplier = letterMultiplier(lowerAscii(static_cast<unsigned char>(*p)), pspice);
+        p += 1;
+    }
+    p = readFractionDigits(p, &number);
+    *result = number * multiplier;
+    return p;
+}
+
+// Returns the value and stores the end of what was used in *stop.
+inline double parseAt(const char *text, bool pspice, const char **stop)
+{
+    *stop = text;
+    // "inf" and "nan" are no numbers here; hexadecimal gives only its '0'.
+    if (startsWithIgnoringCase(text, 'i', 'n', 'f') || startsWithIgnoringCase(text, 'n', 'a', 'n'))
+        return 0;
+    if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+        *stop = text + 1;
+        return 0;
+    }
+    double number = 0;
+    const char *p = readReal(text, &number);
+    *stop = p;
+    // Nothing read, or a zero: no suffix is taken after a zero.
+    if (p == text || number == 0)
+        return 0;
+    if (!isAsciiLetter(static_cast<unsigned char>(*p)))
+        return number;
+    double result = 0;
+    *stop = applySuffix(p, number, pspice, &result);
+    return result;
+}
+
 double parseEng(const char *text, char **end, bool pspice)
 {
     if (text == nullptr)
         return 0;
     const char *stop = text;
-    double result = 0;
-    if (startsWithIgnoringCase(text, 'i', 'n', 'f') || startsWithIgnoringCase(text, 'n', 'a', 'n')) {
-        stop = text;
-    } else if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
-        stop = text + 1;
-    } else {
-        double number = 0;
-        const char *p = readReal(text, &number);
-        stop = p;
-        unsigned char c = static_cast<unsigned char>(*p);
-        if (p != text && number != 0) {
-            result = number;
-            if (isAsciiLetter(c)) {
-                double multiplier;
-                if (startsWithIgnoringCase(p, 'm', 'e', 'g')) {
-                    multiplier = 1e6;
-                    p += 3;
-                } else if (startsWithIgnoringCase(p, 'm', 'i', 'l')) {
-                    multiplier = 2.54e-5;
-                    p += 3;
-                } else {
-                    multiplier = letterMultiplier(lowerAscii(c), pspice);
-                    p += 1;
-                }
-                p = readFractionDigits(p, &number);
-                result = number * multiplier;
-                stop = p;
-            }
-        }
-    }
+    const double result = parseAt(text, pspice, &stop);
     if (end != nullptr)
         *end = const_cast<char *>(stop);
     return result;

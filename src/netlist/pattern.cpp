@@ -4,6 +4,7 @@
 
 #include "core/field_split.h"
 #include "core/text_util.h"
+#include "netlist/glob_match.h"
 #include "netlist/utf8_map.h"
 
 #include <QRegExp>
@@ -140,27 +141,6 @@ bool sp_FilterString(const char *text, const YString &pattern, bool caseSensitiv
 
 namespace {
 
-// The wildcard pattern rewritten as a regular expression, step by step.
-QString globToRegExp(const char *pattern)
-{
-    QString rx = QString::fromUtf8(pattern);
-    for (const char *c = "[](){}"; *c; ++c)
-        rx.replace(QLatin1Char(*c), QStringLiteral("\\") + QLatin1Char(*c));
-    rx.replace(QLatin1Char('.'), QStringLiteral("[.]"));
-    rx.replace(QLatin1Char('+'), QStringLiteral("[+]"));
-    // The rewriting expressions are compiled once per thread (a QRegExp keeps
-    // the state of its last match, so it can't be shared between threads).
-    static thread_local QRegExp escapedStar(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\*))"));
-    static thread_local QRegExp escapedQuestion(QStringLiteral(R"((^|[^\\])(\\\\){0,}(\\\?))"));
-    static thread_local QRegExp freeStar(QStringLiteral(R"((^|[^[])[*]($|[^]]))"));
-    static thread_local QRegExp freeQuestion(QStringLiteral(R"((^|[^[])[?]($|[^]]))"));
-    rx.replace(escapedStar, QStringLiteral(R"(\1\2[*])"));
-    rx.replace(escapedQuestion, QStringLiteral(R"(\1\2[?])"));
-    rx.replace(freeStar, QStringLiteral(R"(\1(.){1,}\2)"));
-    rx.replace(freeQuestion, QStringLiteral(R"(\1.\2)"));
-    return rx;
-}
-
 // Searches \p text with \p expression from the start; the byte offset or -1.
 int searchBytes(const QString &expression, const char *text)
 {
@@ -177,7 +157,18 @@ int sp_GlobMatch(const char *pattern, const char *text)
 {
     if (pattern == nullptr || text == nullptr)
         return -1;
-    return searchBytes(globToRegExp(pattern), text);
+    // The rewriting costs more than most searches: the last pattern's
+    // expression is kept per thread for a caller that loops over texts.
+    static thread_local std::string lastPattern;
+    static thread_local QString lastExpression;
+    static thread_local bool haveLast = false;
+    if (!haveLast || lastPattern != pattern) {
+        lastExpression = kv::detail::globToRegExp(pattern);
+        lastPattern = pattern;
+        haveLast = true;
+    }
+    kv::detail::MappedText mapped = kv::detail::mapUtf8(text);
+    return mapped.byteOffset(kv::detail::globSearch(lastExpression, mapped.text));
 }
 
 int sp_RegexpMatch(const char *pattern, const char *text)
@@ -305,6 +296,8 @@ YString sp_EscapeStringEncode(const YString &text, bool spaces)
 
 YString sp_EscapeStringEncode(const YString &text, bool spaces, char escape)
 {
+    if (escape == 0)
+        return text; // a terminator can't introduce anything
     std::string out;
     for (const char *p = text.tocs(); *p; ++p) {
         char code = 0;

@@ -179,6 +179,10 @@ public:
     }
 };
 
+// Plain pointers, initialised before any code runs: registrations made by
+// static initialisers of any module, this library's own included, find them
+// ready whatever the order of initialisation, and nothing is destroyed at
+// exit behind the back of a module that unregisters late.
 DynFuncRegistry::DefTable *DynFuncRegistry::defs = nullptr;
 DynFuncRegistry::CallTable *DynFuncRegistry::calls = nullptr;
 

@@ -131,7 +131,7 @@ bool sp_IsSupportedPlatform(int *reason)
 
 YString sp_GetSystemSpecString()
 {
-    static const std::string spec = [] {
+    static const std::string line = [] {
         int sp = 0;
         sp_GetOsVersion(nullptr, nullptr, &sp);
         std::string s = sp_GetOsName().tocs();
@@ -146,7 +146,7 @@ YString sp_GetSystemSpecString()
         s += std::string("/") + sp_GetUserName().tocs();
         return s;
     }();
-    return spec.c_str();
+    return line.c_str();
 }
 
 // ------------------------------------------------------------- session and environment

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 // ---------------------------------------------------------------- KvThread
 
@@ -81,61 +82,23 @@ KvMutex::~KvMutex()
     delete mutex;
 }
 
-void KvMutex::lock()
-{
-    mutex->lock();
-}
-
-void KvMutex::unlock()
-{
-    mutex->unlock();
-}
-
-bool KvMutex::tryLock()
-{
-    return mutex->tryLock(0);
-}
-
 // ---------------------------------------------------------------- YMutex
 
-struct YMutex::Section {
-    std::recursive_mutex mutex;
-};
-
-YMutex::YMutex() : section(new Section) {}
+YMutex::YMutex() : section(new kv::detail::RecursiveSection) {}
 
 YMutex::~YMutex()
 {
     delete section;
 }
 
-void YMutex::lock()
+void YMutex::spinThenLock()
 {
-    if (section->mutex.try_lock())
-        return;
     for (int spin = 0; spin < 1024; ++spin) {
         sp_Pause();
         if (section->mutex.try_lock())
             return;
     }
     section->mutex.lock();
-}
-
-void YMutex::unlock()
-{
-    section->mutex.unlock();
-}
-
-YMutexLocker::YMutexLocker(YMutex *mutex) : mutex(mutex)
-{
-    if (mutex != nullptr)
-        mutex->lock();
-}
-
-YMutexLocker::~YMutexLocker()
-{
-    if (mutex != nullptr)
-        mutex->unlock();
 }
 
 // ---------------------------------------------------------------- YSystemMutex
@@ -185,8 +148,28 @@ struct HandleEntry {
     NamedMutexHandle *named;
 };
 
+// Guards the handle table. Held only for a look-up and a non-blocking try,
+// so a spin lock (one exchange to take, one store to give back) costs less
+// than a blocking mutex on this hot path.
+class TableLock {
+public:
+    void lock()
+    {
+        for (int spin = 0; taken.exchange(true, std::memory_order_acquire); ++spin) {
+            if (spin < 64)
+                sp_Pause();
+            else
+                std::this_thread::yield();
+        }
+    }
+    void unlock() { taken.store(false, std::memory_order_release); }
+
+private:
+    std::atomic<bool> taken{false};
+};
+
 struct HandleTable {
-    std::mutex lock;
+    TableLock lock;
     std::map<int, std::shared_ptr<HandleEntry>> entries;
     int next = 1;
 };
@@ -195,14 +178,6 @@ HandleTable &handles()
 {
     static HandleTable *table = new HandleTable; // lives until the process ends
     return *table;
-}
-
-std::shared_ptr<HandleEntry> findHandle(int handle)
-{
-    HandleTable &t = handles();
-    std::lock_guard<std::mutex> guard(t.lock);
-    auto it = t.entries.find(handle);
-    return it == t.entries.end() ? nullptr : it->second;
 }
 
 } // namespace
@@ -216,7 +191,7 @@ int sp_CreateMutex(const char *name, bool initialOwner)
     if (initialOwner && created)
         kv::platform::waitNamedMutex(named, -1);
     HandleTable &t = handles();
-    std::lock_guard<std::mutex> guard(t.lock);
+    std::lock_guard<TableLock> guard(t.lock);
     while (t.next <= 0 || t.entries.count(t.next) != 0)
         t.next = t.next <= 0 ? 1 : t.next + 1;
     int handle = t.next++;
@@ -226,24 +201,40 @@ int sp_CreateMutex(const char *name, bool initialOwner)
 
 bool sp_AcquireMutex(int handle, int ms)
 {
-    std::shared_ptr<HandleEntry> entry = findHandle(handle);
-    if (!entry)
-        return false;
+    std::shared_ptr<HandleEntry> entry;
+    {
+        // A try never blocks, so it runs under the table's lock; only a real
+        // wait pins the entry, so that a close meanwhile can't free it.
+        HandleTable &t = handles();
+        std::lock_guard<TableLock> guard(t.lock);
+        auto it = t.entries.find(handle);
+        if (it == t.entries.end())
+            return false;
+        NamedMutexWait w = kv::platform::waitNamedMutex(it->second->named, 0);
+        if (w == NamedMutexWait::Acquired || w == NamedMutexWait::Abandoned)
+            return true;
+        if (ms == 0 || w != NamedMutexWait::TimedOut)
+            return false;
+        entry = it->second;
+    }
     NamedMutexWait w = kv::platform::waitNamedMutex(entry->named, ms < 0 ? -1 : ms);
     return w == NamedMutexWait::Acquired || w == NamedMutexWait::Abandoned;
 }
 
 void sp_ReleaseMutex(int handle)
 {
-    if (std::shared_ptr<HandleEntry> entry = findHandle(handle))
-        kv::platform::releaseNamedMutex(entry->named);
+    HandleTable &t = handles();
+    std::lock_guard<TableLock> guard(t.lock);
+    auto it = t.entries.find(handle);
+    if (it != t.entries.end())
+        kv::platform::releaseNamedMutex(it->second->named);
 }
 
 void sp_CloseMutex(int handle)
 {
     std::shared_ptr<HandleEntry> entry;
     HandleTable &t = handles();
-    std::lock_guard<std::mutex> guard(t.lock);
+    std::lock_guard<TableLock> guard(t.lock);
     auto it = t.entries.find(handle);
     if (it == t.entries.end())
         return;

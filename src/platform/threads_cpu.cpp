@@ -2,6 +2,7 @@
 #include <kvsupport/threads.h>
 
 #include "platform/cpu_topology.h"
+#include "platform/processor_counts.h"
 #include "platform/thread_sched.h"
 
 #include <cstdint>
@@ -9,27 +10,16 @@
 
 namespace {
 
-struct ProcessorCounts {
-    int logical = 0;
-    int cores = 0;
-    int packages = 0;
-};
+using kv::platform::ProcessorCounts;
 
-// Counts from the topology records: one core per record, two logical
-// processors for a core with more than one (never more), and the packages.
-// Without a topology every processor counts as a core of one package.
+// Counts from the topology records; without a topology every processor
+// counts as a core of one package.
 ProcessorCounts countProcessors()
 {
-    ProcessorCounts c;
     kv::platform::ProcessorTopology topology;
-    if (kv::platform::readProcessorTopology(&topology)) {
-        for (const kv::platform::ProcessorCore &core : topology.cores) {
-            c.cores += 1;
-            c.logical += core.logical > 1 ? 2 : 1;
-        }
-        c.packages = topology.cores.empty() ? 0 : topology.packages;
-        return c;
-    }
+    if (kv::platform::readProcessorTopology(&topology))
+        return kv::platform::countFromTopology(topology);
+    ProcessorCounts c;
     c.logical = c.cores = kv::platform::onlineProcessorCount();
     c.packages = 1;
     return c;
@@ -128,11 +118,7 @@ void sp_SetThreadPhysicalProcessor(int package)
     }
     if (package < 0 || package >= c.packages)
         return;
-    int perPackage = c.logical / c.packages;
-    std::uint32_t mask = perPackage >= 32 ? 0xFFFFFFFFu : (std::uint32_t(1) << perPackage) - 1;
-    unsigned shift = static_cast<unsigned>(c.logical) % 32;
-    for (int i = 0; i < package; ++i)
-        mask <<= shift;
+    std::uint32_t mask = kv::platform::packageAffinityMask(c.logical, c.packages, package);
     if (mask != 0)
         kv::platform::setThreadAffinity(mask);
 }

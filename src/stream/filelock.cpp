@@ -1,5 +1,6 @@
 // FileLock and the open-failure diagnosis.
 #include <kvsupport/filelock.h>
+#include <kvsupport/sysinfo.h>
 
 #include "core/text_util.h"
 #include "platform/lock_file.h"
@@ -56,7 +57,7 @@ bool FileLock::relock()
     handle = kv::platform::acquireLockFile(lockFile.tocs(), &error);
     if (handle < 0)
         return false;
-    std::string text = kv::platform::lockUserName() + "@" + kv::platform::lockMachineName() + "\r\n";
+    std::string text = std::string(sp_GetUserName().tocs()) + "@" + kv::platform::lockMachineName() + "\r\n";
     kv::platform::writeLockFile(handle, text.data(), static_cast<unsigned>(text.size()));
     return true;
 }

@@ -1,8 +1,10 @@
 // The device base class and the C-file device (without its base64 section,
 // which lives in base64_section.cpp).
+#include <kvsupport/encoding.h>
 #include <kvsupport/kvstream.h>
+#include <kvsupport/sysinfo.h>
 
-#include "platform/file_position.h"
+#include "platform/file_number.h"
 #include "stream/base64_state.h"
 #include "stream/shared_block_source.h"
 
@@ -192,16 +194,21 @@ bool kvfbuf::open(const char *name, int mode, bool lock)
     const char *how = kv_OpenModeString(mode);
     bool truncates = how[0] == 'w';
     if (truncates && (mode & KvOpenReplace) != 0 && hasName && pathExists(name)) {
-        QFile::remove(QString::fromUtf8(name));
-        if (pathExists(name))
+        unlink_utf8(name);
+        if (pathExists(name)) {
+            if (fileLock.locked())
+                fileLock.unlock();
             return false;
+        }
     }
     char fopenMode[4] = {0};
     std::strcpy(fopenMode, how);
     if ((mode & KvOpenBinary) != 0)
         std::strcat(fopenMode, "b");
     if (hasName)
-        file = std::fopen(name, fopenMode);
+        file = fopen_utf8(name, fopenMode);
+    if (file == nullptr && fileLock.locked())
+        fileLock.unlock(); // no file, so nothing to hold the lock for
     return file != nullptr;
 }
 
@@ -277,17 +284,20 @@ void kvfbuf::put(char c)
 
 int kvfbuf::seekg(long long position)
 {
-    return file != nullptr ? kv::platform::seekFile(file, position, 0) : 0;
+    return file != nullptr ? sp_SeekFilePos(file, position, SEEK_SET) : 0;
 }
 
 int kvfbuf::seekg(long long offset, int whence)
 {
-    return file != nullptr ? kv::platform::seekFile(file, offset, whence) : 0;
+    if (file == nullptr)
+        return 0;
+    int origin = whence == 0 ? SEEK_SET : whence == 1 ? SEEK_CUR : SEEK_END;
+    return sp_SeekFilePos(file, offset, origin);
 }
 
 long long kvfbuf::tellg()
 {
-    return file != nullptr ? kv::platform::tellFile(file) : -1;
+    return file != nullptr ? sp_TellFilePos(file) : -1;
 }
 
 void kvfbuf::flush()
@@ -298,5 +308,5 @@ void kvfbuf::flush()
 
 long long kvfbuf::getFileSize() const
 {
-    return kv::platform::fileSize(file);
+    return file != nullptr ? sp_GetFileSize64(file) : 0;
 }

@@ -354,13 +354,15 @@ YString sp_ResolveFilename(YString filter, YString name, const char *extension)
 
 namespace {
 
-// Equal leading components of two component lists, compared as file names.
-std::size_t commonComponents(const std::vector<YString> &a, const std::vector<YString> &b)
+// True if two path components name the same entry (with regard to case
+// where file names have it).
+bool sameComponent(const kv::detail::TokenSpan &a, const kv::detail::TokenSpan &b)
 {
-    std::size_t c = 0;
-    while (c < a.size() && c < b.size() && a[c].comparePath(b[c]) == 0)
-        ++c;
-    return c;
+    if (a.length != b.length)
+        return false;
+    const std::size_t n = static_cast<std::size_t>(a.length);
+    return sp_CaseSensitiveFiles() ? std::memcmp(a.start, b.start, n) == 0
+                                   : kv::detail::strnicmp(a.start, b.start, n) == 0;
 }
 
 bool beginsWithServer(const YString &s)
@@ -375,25 +377,28 @@ YString sp_RelativePath(YString path, YString base)
     YString p = sp_ConvertLocalToUnix(sp_CleanPath(path));
     YString b = sp_ConvertLocalToUnix(sp_CleanPath(base));
     const bool pServer = beginsWithServer(p);
-    // The directory text is the whole path behind its drive: the last
-    // component counts as a directory. (Drives are always empty here.)
-    PathName pp = kv::detail::splitUnlimited(p.tocs());
-    PathName bp = kv::detail::splitUnlimited(b.tocs());
-    if (kv::detail::stricmp(pp.drive.tocs(), bp.drive.tocs()) != 0 || pServer != beginsWithServer(b) ||
-        b.isEmpty())
+    // Paths here have no drive, so two paths never differ in theirs, and the
+    // directory text is the whole path: its last component counts as a
+    // directory.
+    if (pServer != beginsWithServer(b) || b.isEmpty())
         return sp_ConvertUnixToLocal(p);
     if (p.comparePath(b) == 0)
         return YString(".");
-    std::vector<YString> pc = kv::detail::scanTokens(p.tocs(), "/");
-    std::vector<YString> bc = kv::detail::scanTokens(b.tocs(), "/");
-    std::size_t common = commonComponents(pc, bc);
+    std::vector<kv::detail::TokenSpan> pc, bc;
+    kv::detail::scanTokenSpans(p.tocs(), "/", &pc);
+    kv::detail::scanTokenSpans(b.tocs(), "/", &bc);
+    std::size_t common = 0;
+    while (common < pc.size() && common < bc.size() && sameComponent(pc[common], bc[common]))
+        ++common;
     if (pServer && common < 2)
         return sp_ConvertUnixToLocal(p);
     std::string result;
     for (std::size_t i = common; i < bc.size(); ++i)
         result += "../";
-    for (std::size_t i = common; i < pc.size(); ++i)
-        result += std::string(pc[i].tocs()) + "/";
+    for (std::size_t i = common; i < pc.size(); ++i) {
+        result.append(pc[i].start, static_cast<std::size_t>(pc[i].length));
+        result += '/';
+    }
     while (!result.empty() && result.back() == '/')
         result.pop_back();
     return sp_ConvertUnixToLocal(YString(result.c_str()));

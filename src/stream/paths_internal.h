@@ -26,12 +26,21 @@ PathName splitUnlimited(const char *path);
 /// trailing separator of \p path is kept.
 YString absolutePath(const YString &path);
 
-/// The files of \p spec ("dir/pattern"), in the directory's own order.
-std::vector<YString> listFiles(const YString &spec, bool fullPath, bool useNameFilter);
+/// The files of \p filePattern ("dir/pattern"), in the directory's own order.
+std::vector<YString> listFiles(const YString &filePattern, bool fullPath, bool useNameFilter);
 
 /// Every directory below \p root in the order found (each parent before its
 /// children); symbolic links are not entered.
 std::vector<YString> descendDirectories(const YString &root);
+
+/// True if the canonical name \p resolved is the root of the file system.
+inline bool isFileSystemRoot(const YString &resolved)
+{
+    const char *p = resolved.tocs();
+    while (*p == '/')
+        ++p;
+    return *p == 0 && !resolved.isEmpty();
+}
 
 /// True if every byte of \p s lies in "!" to "~".
 inline bool isPrintableAsciiNoBlank(const YString &s)

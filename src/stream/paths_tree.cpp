@@ -1,9 +1,9 @@
 // Directory listing, walking, searching, tree making, copying and deletion.
 #include <kvsupport/paths.h>
+#include <kvsupport/pattern.h>
 
 #include "core/field_split.h"
 #include "core/text_util.h"
-#include <kvsupport/pattern.h>
 #include "platform/path_services.h"
 #include "stream/paths_internal.h"
 
@@ -31,9 +31,10 @@ YString nativeY(const QString &s)
     return toY(QDir::toNativeSeparators(s));
 }
 
-// The directory part of a listing spec: the parts before the pattern joined
-// by "/"; a spec such as "/x" stands for the root, not the current directory.
-QString specDirectory(const std::vector<YString> &parts)
+// The directory part of a listing ("dir/pattern"): the parts before the
+// pattern joined by "/"; a listing such as "/x" stands for the root, not the
+// current directory.
+QString listingDirectory(const std::vector<YString> &parts)
 {
     if (parts.size() < 2)
         return QString();
@@ -62,14 +63,14 @@ std::vector<YString> deletableEntries(const YString &dir)
 namespace kv {
 namespace detail {
 
-std::vector<YString> listFiles(const YString &spec, bool fullPath, bool useNameFilter)
+std::vector<YString> listFiles(const YString &filePattern, bool fullPath, bool useNameFilter)
 {
     std::vector<YString> out;
-    std::vector<YString> parts = splitFields(sp_ConvertLocalToUnix(spec).tocs(), '/');
+    std::vector<YString> parts = splitFields(sp_ConvertLocalToUnix(filePattern).tocs(), '/');
     if (parts.empty())
         return out;
     const YString &pattern = parts.back();
-    QDir dir(specDirectory(parts));
+    QDir dir(listingDirectory(parts));
     const QString filter = useNameFilter ? toQ(pattern) : QStringLiteral("*");
     const QFileInfoList entries =
         dir.entryInfoList(QStringList(filter), QDir::Files | QDir::Hidden, QDir::Unsorted);
@@ -130,11 +131,11 @@ YString searchEntry(const YString &entry, const YString &sub)
 
 } // namespace
 
-void sp_ListDirectory(const YString &spec, YList<YString> *out, bool fullPath, bool useNameFilter)
+void sp_ListDirectory(const YString &filePattern, YList<YString> *out, bool fullPath, bool useNameFilter)
 {
     if (out == nullptr)
         return;
-    for (const YString &name : kv::detail::listFiles(spec, fullPath, useNameFilter))
+    for (const YString &name : kv::detail::listFiles(filePattern, fullPath, useNameFilter))
         out->prepend(name);
 }
 
@@ -240,10 +241,12 @@ CopyTreeErr sp_CopyTree(const YString &from, const YString &to)
         return CopyTreeDestNotEmpty;
     if (!sp_MakeTree(to))
         return CopyTreeFailed;
-    std::vector<YString> found = kv::detail::descendDirectories(from);
-    std::vector<YString> dirs{from};
-    dirs.insert(dirs.end(), found.rbegin(), found.rend());
+    // Everything is walked in absolute form, so that the relative path of
+    // each directory against the source is right whatever form it was given in.
     const YString base = toY(QDir(toQ(from)).absolutePath());
+    std::vector<YString> found = kv::detail::descendDirectories(base);
+    std::vector<YString> dirs{base};
+    dirs.insert(dirs.end(), found.rbegin(), found.rend());
     bool failed = false;
     bool achieved = false;
     for (const YString &d : dirs) {
@@ -344,6 +347,8 @@ CopyTreeErr sp_DeleteTree(const YString &root, ProgressObject *progress)
 {
     if (!sp_ExistDir(root))
         return CopyTreeNoSource;
+    if (kv::detail::isFileSystemRoot(sp_ResolvePath(root.tocs())))
+        return CopyTreeFailed; // the whole file system is never a tree to delete
     std::vector<YString> found = kv::detail::descendDirectories(root);
     std::vector<YString> dirs(found.rbegin(), found.rend());
     dirs.push_back(root);

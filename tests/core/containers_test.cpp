@@ -9,10 +9,14 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <random>
@@ -310,6 +314,90 @@ TEST(YVectorTest, AllocPrimHeapFailureBecomesMemoryException)
     else
         unsetenv("ASAN_OPTIONS");
     EXPECT_EQ(0, code);
+}
+
+// Limits this process's address space to what it uses now plus 256 MiB, so
+// that a large request fails in the heap instead of succeeding lazily.
+bool limitAddressSpace()
+{
+    FILE *statm = std::fopen("/proc/self/statm", "r");
+    if (statm == nullptr)
+        return false;
+    unsigned long long pages = 0;
+    int got = std::fscanf(statm, "%llu", &pages);
+    std::fclose(statm);
+    if (got != 1)
+        return false;
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_AS, &limit) != 0)
+        return false;
+    limit.rlim_cur = static_cast<rlim_t>(pages * static_cast<unsigned long long>(sysconf(_SC_PAGESIZE)) +
+                                         (256ull << 20));
+    return setrlimit(RLIMIT_AS, &limit) == 0;
+}
+
+// Small prim elements grow their block in place; a heap failure there is
+// the allocPrim exhaustion too, and leaves the vector as it was.
+KVTEST_CHILD(containers_primGrowthLimited)
+{
+    (void)args;
+    YVector<double> v(0, true);
+    v.append(1.5);
+    if (!limitAddressSpace())
+        return 4;
+    try {
+        v.resize(1u << 29); // 4 GiB
+    } catch (const MemoryException &e) {
+        if (std::string(e.getText()) != "*** Fatal error, out of memory ***\nDetected in YVector<double>::allocPrim")
+            return 2;
+        return v.size == 1 && v[0] == 1.5 ? 0 : 3;
+    }
+    return 1;
+}
+
+TEST(YVectorTest, PrimGrowthHeapFailureBecomesMemoryException)
+{
+    const char *old = std::getenv("ASAN_OPTIONS");
+    std::string saved = old != nullptr ? old : "";
+    std::string options = saved.empty() ? "allocator_may_return_null=1" : saved + ":allocator_may_return_null=1";
+    setenv("ASAN_OPTIONS", options.c_str(), 1);
+    int code = kvtest::runChild("containers_primGrowthLimited");
+    if (old != nullptr)
+        setenv("ASAN_OPTIONS", saved.c_str(), 1);
+    else
+        unsetenv("ASAN_OPTIONS");
+    EXPECT_EQ(0, code);
+}
+
+// The standard allocator's own exhaustion (bad_alloc from new[]) becomes
+// the alloc exhaustion.
+KVTEST_CHILD(containers_allocLimited)
+{
+    (void)args;
+    YVector<YString> v(0, false);
+    v.append("kept");
+    if (!limitAddressSpace())
+        return 4;
+    try {
+        v.resize(1u << 27); // 1 GiB of YString
+    } catch (const MemoryException &e) {
+        if (std::string(e.getText()) != "*** Fatal error, out of memory ***\nDetected in YVector<YString>::alloc")
+            return 2;
+        return v.size == 1 && v[0] == YString("kept") ? 0 : 3;
+    }
+    return 1;
+}
+
+TEST(YVectorTest, StandardAllocatorExhaustionBecomesMemoryException)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the address sanitizer stops the process when new[] fails";
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    GTEST_SKIP() << "the address sanitizer stops the process when new[] fails";
+#endif
+#endif
+    EXPECT_EQ(0, kvtest::runChild("containers_allocLimited"));
 }
 
 TEST(YVectorTest, CopyMoveAndAssign)
@@ -807,6 +895,8 @@ TEST(YHashTableTest, BadBucketCountBecomesOne)
 {
     YHashTable<Key> t(0, 0);
     EXPECT_EQ(1, t.getBucketCount());
+    EXPECT_TRUE(t.getBucket(1).isEmpty());
+    EXPECT_TRUE(t.getBucket(-1).isEmpty());
     t.add(Key{5});
     EXPECT_TRUE(t.contains(Key{5}));
 }
@@ -913,6 +1003,36 @@ TEST(BufTest, AddDoublesWhenLengthReachesCapacityMinusOne)
     b.append("efghijkl");
     EXPECT_EQ(16, b.getCapacity());
     EXPECT_STREQ("abcdefghijkl", b.get());
+}
+
+TEST(BufTest, AppendGrowsAsAddingEachCharacterWould)
+{
+    for (int start = 1; start < 20; ++start) {
+        for (int n = 0; n < 70; n += 3) {
+            std::string text(static_cast<std::size_t>(n), 'q');
+            Buf whole(start);
+            Buf byChar(start);
+            whole.add('a');
+            byChar.add('a');
+            whole.append(text.c_str());
+            for (char c : text)
+                byChar.add(c);
+            ASSERT_EQ(byChar.getCapacity(), whole.getCapacity()) << start << " " << n;
+            ASSERT_STREQ(byChar.get(), whole.get());
+        }
+    }
+}
+
+struct alignas(32) OverAligned {
+    double v[4];
+};
+
+TEST(YVectorTest, OverAlignedTypesAreNeverPrim)
+{
+    YVector<OverAligned> v(3, true);
+    EXPECT_FALSE(v.prim);
+    v[5].v[0] = 1;
+    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(v.data) % 32);
 }
 
 TEST(BufTest, AppendEmptyOrNullDoesNothing)

@@ -207,6 +207,19 @@ TEST(AutoConvert, InvalidUtf8IsTakenAsLocalText)
     EXPECT_EQ("a\xc3\xa9z", str(sp_AutoConvertToUtf8("a\xe9z")));
     ASSERT_TRUE(sp_SetLocaleEncoding("windows-1252"));
     EXPECT_EQ("\xe2\x82\xac" "5", str(sp_AutoConvertToUtf8("\x80" "5")));
+    // Overlong forms, surrogates and 5-byte sequences are not UTF-8 here.
+    ASSERT_TRUE(sp_SetLocaleEncoding("ISO-8859-1"));
+    EXPECT_EQ("\xc3\x80\xc2\x80", str(sp_AutoConvertToUtf8("\xc0\x80")));
+    EXPECT_EQ("\xc3\xad\xc2\xa0\xc2\x80", str(sp_AutoConvertToUtf8("\xed\xa0\x80")));
+    EXPECT_EQ("\xc3\xb8\xc2\x88\xc2\x80\xc2\x80\xc2\x80",
+              str(sp_AutoConvertToUtf8("\xf8\x88\x80\x80\x80")));
+}
+
+TEST(AutoConvert, ByteOrderMarkIsKept)
+{
+    LocaleCodecGuard guard;
+    ASSERT_TRUE(sp_SetLocaleEncoding("ISO-8859-1"));
+    EXPECT_EQ("\xef\xbb\xbf" "abc", str(sp_AutoConvertToUtf8("\xef\xbb\xbf" "abc")));
 }
 
 TEST(CodePages, Utf8ToCodePage)

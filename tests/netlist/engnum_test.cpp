@@ -454,6 +454,9 @@ TEST(EngNumFormat, FormatRealBadWidths)
     EXPECT_EQ("", str(sp_FormatReal(1.0, 2000000000, false)));
     // Width 0: the precision is negative, so %g's default of 6 digits.
     EXPECT_EQ("1.5", str(sp_FormatReal(1.5, 0, false)));
+    // The text never outgrows the buffer of width + 10 bytes.
+    EXPECT_EQ("-1.23457e", str(sp_FormatReal(-1.23456789e-300, 0, false)));
+    EXPECT_EQ("-", str(sp_FormatReal(-1.5, -8, false)));
 }
 
 TEST(EngNumFormat, FormatName)

@@ -2,8 +2,13 @@
 // and wire-name templates.
 #include <kvsupport/pattern.h>
 
+#include "netlist/glob_match.h"
+
 #include <gtest/gtest.h>
 
+#include <QRegExp>
+
+#include <random>
 #include <string>
 
 namespace {
@@ -172,10 +177,74 @@ TEST(GlobMatch, PositionIsAByteOffset)
     EXPECT_EQ(sp_GlobMatch("b", "\xFF" "b"), 1); // a stray byte is still one byte
 }
 
+TEST(GlobMatch, AlternatingPatternsEachGiveTheirOwnAnswer)
+{
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(sp_GlobMatch("a?", "xab"), 1);
+        EXPECT_EQ(sp_GlobMatch("b", "xab"), 2);
+        EXPECT_EQ(sp_GlobMatch("b", "xa"), -1);
+    }
+}
+
 TEST(GlobMatch, NullArgumentsFail)
 {
     EXPECT_EQ(sp_GlobMatch(nullptr, "a"), -1);
     EXPECT_EQ(sp_GlobMatch("a", nullptr), -1);
+}
+
+TEST(GlobMatch, AdjacentWildcardsKeepTheirRewrittenMeaning)
+{
+    // The rewriting consumes the character after a wildcard, so a second
+    // wildcard right behind it (or one character later) is left to the
+    // expression syntax: "??" becomes ".?", "*a*" becomes "(.){1,}a*".
+    EXPECT_EQ(sp_GlobMatch("a??", "a"), 0);
+    EXPECT_EQ(sp_GlobMatch("a??", "ba"), 1);
+    EXPECT_EQ(sp_GlobMatch("a??", "b"), -1);
+    EXPECT_EQ(sp_GlobMatch("*a*", "xa"), 0);
+    EXPECT_EQ(sp_GlobMatch("*a*", "x"), 0);
+}
+
+TEST(GlobMatch, ManyStarsFinish)
+{
+    std::string text(5000, 'a');
+    std::string pattern;
+    for (int i = 0; i < 8; ++i)
+        pattern += "*ab";
+    EXPECT_EQ(sp_GlobMatch(pattern.c_str(), text.c_str()), -1);
+    EXPECT_EQ(sp_GlobMatch(pattern.c_str(), ("x" + std::string(16, 'a') + "ab" + text).c_str()), -1);
+    std::string hit = "zz";
+    for (int i = 0; i < 8; ++i)
+        hit += "xab";
+    EXPECT_EQ(sp_GlobMatch(pattern.c_str(), (text + hit).c_str()), 0);
+    EXPECT_EQ(sp_GlobMatch(("q" + pattern).c_str(), (text + "q" + hit).c_str()), 5000);
+}
+
+TEST(GlobMatch, DirectSearchAgreesWithRegExp)
+{
+    // Every rewritten pattern that the direct search takes must give the
+    // position QRegExp gives.
+    std::mt19937 random(12345);
+    const std::string patternChars = "ab.*?[](){}+\\|^$\n";
+    const std::string textChars = "ab.+*?()[]{}\n";
+    int direct = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::string pattern, text;
+        for (int n = random() % 9; n > 0; --n)
+            pattern += patternChars[random() % patternChars.size()];
+        for (int n = random() % 13; n > 0; --n)
+            text += textChars[random() % textChars.size()];
+        const QString rx = kv::detail::globToRegExp(pattern.c_str());
+        std::vector<kv::detail::GlobElement> elements;
+        if (!kv::detail::parseSimpleGlob(rx, &elements))
+            continue;
+        ++direct;
+        QRegExp reference(rx);
+        ASSERT_TRUE(reference.isValid()) << pattern;
+        const QString subject = QString::fromStdString(text);
+        ASSERT_EQ(kv::detail::simpleGlobSearch(elements, subject), reference.indexIn(subject))
+            << "pattern \"" << pattern << "\" text \"" << text << "\"";
+    }
+    EXPECT_GT(direct, 5000);
 }
 
 // ---- sp_RegexpMatch ----
@@ -315,6 +384,12 @@ TEST(EscapeString, OtherEscapeCharacter)
 {
     EXPECT_EQ(str(sp_EscapeString("a^sb^^c^n\\n", true, '^')), "a b^c\n\\n");
     EXPECT_EQ(str(sp_EscapeStringEncode("a b^c\n\\", true, '^')), "a^sb^^c^n\\");
+}
+
+TEST(EscapeStringEncode, NulEscapeLeavesTheTextAlone)
+{
+    EXPECT_EQ(str(sp_EscapeStringEncode("a\tb c", true, '\0')), "a\tb c");
+    EXPECT_EQ(str(sp_EscapeString("a\\tb", true, '\0')), "a\\tb");
 }
 
 TEST(EscapeStringEncode, BlankWithoutSpacesStaysAndRoundTrips)

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QFileInfo>
 
 #include <dlfcn.h>
@@ -87,6 +88,23 @@ TEST(DynFuncTest, CallAfterDefinitionIsBoundAtOnce)
     RegisterDynFuncCall call(&fn, "kvtestTwiceB", __FILE__, __LINE__);
     EXPECT_EQ(8, fn(4));
     EXPECT_FALSE(call.isUnresolved());
+}
+
+int countArgsFallback(int n, ...)
+{
+    return -n;
+}
+int countArgsReal(int n, ...)
+{
+    return n;
+}
+
+TEST(DynFuncTest, FunctionsWithVariableArgumentsBind)
+{
+    int (*fn)(int, ...) = countArgsFallback;
+    RegisterDynFuncCall call(&fn, "kvtestVariadic");
+    RegisterDynFuncDef def("kvtestVariadic", countArgsReal);
+    EXPECT_EQ(3, fn(3, 1, 2, 3));
 }
 
 TEST(DynFuncTest, CallWithoutDefinitionKeepsItsDefault)
@@ -430,6 +448,21 @@ TEST(DynFuncModuleTest, DefinerFirstThenCallerIsBoundAtOnce)
     definer.close();
     EXPECT_EQ(-5, callTriple(5));
     caller.close();
+}
+
+TEST(DynFuncModuleTest, ModuleLoadedByARelativeNameIsReportedByItsFullPath)
+{
+    QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(QStringLiteral(KVTEST_DYNFUNC_MODULE_DIR)));
+    void *handle = dlopen("./libkvtest_dynfunc_call.so", RTLD_NOW | RTLD_LOCAL);
+    QDir::setCurrent(before);
+    ASSERT_NE(nullptr, handle) << dlerror();
+    std::vector<DynamicFunctionInfo> rows = infoRows("kvtestModuleTriple", true);
+    ASSERT_EQ(1u, rows.size());
+    QString expected = QFileInfo(QStringLiteral(KVTEST_DYNFUNC_MODULE_DIR "/libkvtest_dynfunc_call.so"))
+                           .canonicalFilePath();
+    EXPECT_EQ(expected, QString(rows[0].callModule.tocs()));
+    dlclose(handle);
 }
 
 TEST(DynFuncModuleTest, PointerInThisProgramFollowsTheModule)

@@ -184,6 +184,7 @@ TEST(Registry, FilesArePrivateAndInTheConfigDirectory)
 
 TEST(Registry, KeysAndNamesIgnoreCaseAndKeepTheirFirstSpelling)
 {
+    sp_DeleteCurrentUserTree("Software\\CaseTest"); // a repeated run starts afresh
     bool created = false;
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\CaseTest\\Inner", "Value", "1", &created));
     EXPECT_TRUE(created);
@@ -206,6 +207,7 @@ TEST(Registry, KeysAndNamesIgnoreCaseAndKeepTheirFirstSpelling)
 
 TEST(Registry, ParentsAreCreatedAndEmptyPartsIgnored)
 {
+    sp_DeleteCurrentUserTree("Software\\Deep");
     bool created = false;
     ASSERT_TRUE(sp_WriteCurrentUserValue("\\Software\\\\Deep\\A\\B\\", "v", "1", &created));
     EXPECT_TRUE(created);
@@ -245,6 +247,7 @@ TEST(Registry, ValuesKeepEveryByte)
 
 TEST(Registry, DeleteValueKeyAndTree)
 {
+    sp_DeleteCurrentUserTree("Software\\Del");
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\Del\\K", "v", "1"));
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\Del\\K\\Child", "v", "1"));
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\Del\\K!", "v", "sibling")); // sorts between
@@ -271,6 +274,7 @@ TEST(Registry, DeleteValueKeyAndTree)
 
 TEST(Registry, ValueNamesOfAnEmptyKeyGiveFalse)
 {
+    sp_DeleteCurrentUserTree("Software\\Names");
     ASSERT_TRUE(sp_WriteCurrentUserValue("Software\\Names\\Empty\\Sub", "v", "1"));
     YList<YString> names;
     EXPECT_FALSE(sp_GetCurrentUserValueNames("Software\\Names\\Empty", &names));
@@ -347,6 +351,7 @@ TEST(Registry, OneProcessWritesAnotherReads)
 
 TEST(Registry, ConcurrentWritersLoseNothing)
 {
+    sp_DeleteCurrentUserTree("Software\\Concurrent");
     const int writers = 4;
     const int each = 30;
     std::vector<std::unique_ptr<QProcess>> children;
@@ -421,12 +426,17 @@ TEST(SysInfo, Clocks)
 
 namespace {
 
-unsigned int stackAvailDeeper(int depth)
+char *volatile gStackSink = nullptr;
+
+// Each level keeps 8 KiB of stack that the compiler can't drop.
+__attribute__((noinline)) unsigned int stackAvailDeeper(int depth)
 {
-    volatile char pad[8192];
-    pad[0] = static_cast<char>(depth);
+    char pad[8192];
+    gStackSink = pad;
+    pad[depth] = static_cast<char>(depth);
     unsigned int r = depth == 0 ? sp_StackAvail() : stackAvailDeeper(depth - 1);
-    return r + static_cast<unsigned int>(pad[0] - depth);
+    gStackSink = pad;
+    return r + static_cast<unsigned int>(gStackSink[depth] - depth);
 }
 
 } // namespace
@@ -438,7 +448,6 @@ TEST(SysInfo, StackAvailShrinksWithDepth)
     EXPECT_GT(here, 0u);
     EXPECT_LT(deeper, here);
     EXPECT_GE(here - deeper, 4u * 8192u);
-    struct rlimit;
 }
 
 TEST(SysInfo, ProcessorArchitectureAndOs)
@@ -483,14 +492,14 @@ TEST(SysInfo, OsNameFromReleaseText)
 
 TEST(SysInfo, SystemSpecString)
 {
-    std::string spec = sp_GetSystemSpecString().tocs();
+    std::string line = sp_GetSystemSpecString().tocs();
     std::string expected = std::string(sp_GetOsName().tocs()) + "/" + sp_GetOSClassName().tocs() + "/" +
                            sp_GetProcessorArchitecture().tocs() + "/" + std::to_string(sp_GetNumCores()) +
                            "/" + std::to_string(sp_GetNumPhysicalProcessors()) + "/" +
                            std::to_string(sp_GetNumLogicalProcessors()) + "/" +
                            std::to_string(sp_GetSystemRamSize() / (1024 * 1024)) + "MB/" +
                            sp_GetUserName().tocs();
-    EXPECT_EQ(spec, expected);
+    EXPECT_EQ(line, expected);
 }
 
 // ------------------------------------------------------------- session and environment

@@ -4,6 +4,8 @@
 
 #include "platform/cpu_topology.h"
 #include "platform/named_mutex.h"
+#include "platform/processor_counts.h"
+#include "platform/runtime_dir.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>
@@ -133,6 +135,15 @@ KVTEST_CHILD(closeWithoutRelease)
     return result;
 }
 
+// Opens and closes the mutex args[0]: the first open of a process sweeps
+// away the objects that nobody holds any more.
+KVTEST_CHILD(openAndClose)
+{
+    int h = sp_CreateMutex(args.value(0).toUtf8().constData(), false);
+    sp_CloseMutex(h);
+    return h != 0 ? 0 : 1;
+}
+
 // Runs the priority checks in a process of its own; exit code 0 on success.
 KVTEST_CHILD(priorities)
 {
@@ -223,6 +234,17 @@ TEST(KvThread, CopySharesTheThread)
         EXPECT_TRUE(copy.wait(5000));
     }
     EXPECT_FALSE(t.running());
+}
+
+TEST(KvThread, CopyOutlivingItsSourceRunsNothing)
+{
+    gCounter = 0;
+    auto *source = new CountingThread;
+    CountingThread copy(*source);
+    delete source; // the thread's run() belonged to the source
+    copy.start();
+    EXPECT_TRUE(copy.wait(5000));
+    EXPECT_EQ(gCounter.load(), 0);
 }
 
 TEST(KvThread, DestructorTerminatesAfterOneSecond)
@@ -440,6 +462,22 @@ TEST(NamedMutex, AcquireOfAKilledHoldersLockReturnsTrue)
     EXPECT_FALSE(shmExists(name));
 }
 
+TEST(NamedMutex, ThreadEndingWhileHoldingLeavesItAbandoned)
+{
+    std::string name = uniqueName("thread");
+    int h = sp_CreateMutex(name.c_str(), false);
+    ASSERT_GT(h, 0);
+    bool took = false;
+    std::thread t([&] { took = sp_AcquireMutex(h, 1000); }); // ends without releasing
+    t.join();
+    ASSERT_TRUE(took);
+    YSystemMutex m(name.c_str());
+    MutexWaitStatus st = MutexFailed;
+    EXPECT_TRUE(m.wait(1000, &st));
+    EXPECT_EQ(st, MutexAbandoned);
+    sp_CloseMutex(h);
+}
+
 TEST(NamedMutex, AnyNegativeTimeWaitsForEver)
 {
     std::string name = uniqueName("forever");
@@ -478,6 +516,15 @@ TEST(NamedMutex, CloseWithoutReleaseKeepsTheLockHeld)
     // The child died holding it; the name is reclaimed by the next user.
     YSystemMutex m(name.c_str());
     EXPECT_TRUE(m.wait(0));
+}
+
+TEST(NamedMutex, ObjectsOfDeadHoldersAreSwept)
+{
+    std::string name = uniqueName("swept");
+    EXPECT_EQ(kvtest::runChild("closeWithoutRelease", {QString::fromStdString(name)}), 0);
+    EXPECT_TRUE(shmExists(name)); // its last holder died holding it
+    EXPECT_EQ(kvtest::runChild("openAndClose", {QString::fromStdString(uniqueName("other"))}), 0);
+    EXPECT_FALSE(shmExists(name));
 }
 
 TEST(NamedMutex, BadHandlesAndFailedMutexes)
@@ -594,6 +641,65 @@ TEST(Threads, ProcessorListParsing)
     EXPECT_FALSE(kv::platform::parseProcessorList("3-1", &v));
     EXPECT_FALSE(kv::platform::parseProcessorList("1,a", &v));
     EXPECT_FALSE(kv::platform::parseProcessorList("-1", &v));
+}
+
+TEST(Threads, CountingFromTopologyRecords)
+{
+    using kv::platform::ProcessorCore;
+    kv::platform::ProcessorTopology t;
+    kv::platform::ProcessorCounts c = kv::platform::countFromTopology(t);
+    EXPECT_EQ(c.logical + c.cores + c.packages, 0); // no records: all zero
+    t.packages = 2;
+    t.cores = {ProcessorCore{0x3, 2}, ProcessorCore{0x3C, 4}, ProcessorCore{0x40, 1}};
+    c = kv::platform::countFromTopology(t);
+    EXPECT_EQ(c.cores, 3);
+    EXPECT_EQ(c.logical, 2 + 2 + 1); // never more than two per core
+    EXPECT_EQ(c.packages, 2);
+}
+
+TEST(Threads, PackageMaskArithmetic)
+{
+    using kv::platform::packageAffinityMask;
+    EXPECT_EQ(packageAffinityMask(8, 1, 0), 0xFFu); // one package: no shift
+    EXPECT_EQ(packageAffinityMask(8, 2, 0), 0x0Fu);
+    EXPECT_EQ(packageAffinityMask(8, 2, 1), 0xF00u); // shifted by all 8, not by 4
+    EXPECT_EQ(packageAffinityMask(12, 3, 2), 0xFu << 24);
+    EXPECT_EQ(packageAffinityMask(32, 2, 1), 0xFFFFu); // a shift of 32 is a shift of 0
+    EXPECT_EQ(packageAffinityMask(64, 1, 0), 0xFFFFFFFFu);
+    EXPECT_EQ(packageAffinityMask(24, 2, 2), 0xFFFu << 16 << 16); // bits shifted out
+    EXPECT_EQ(packageAffinityMask(8, 0, 0), 0u);
+    EXPECT_EQ(packageAffinityMask(8, 2, -1), 0u);
+}
+
+TEST(Threads, PrivateRuntimeDirectory)
+{
+    std::string dir = kv::platform::userRuntimeDir();
+    EXPECT_EQ(dir, std::string(std::getenv("XDG_RUNTIME_DIR")) + "/kvsupport");
+    struct stat st;
+    ASSERT_EQ(stat(dir.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0700u);
+    std::string base = kvtest::makeTempDir("rtdir");
+    std::string wide = base + "/wide";
+    ASSERT_EQ(mkdir(wide.c_str(), 0755), 0);
+    EXPECT_TRUE(kv::platform::ensurePrivateDir(wide)); // ours: narrowed
+    ASSERT_EQ(stat(wide.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0700u);
+    std::string file = base + "/file";
+    std::FILE *f = std::fopen(file.c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    std::fclose(f);
+    EXPECT_FALSE(kv::platform::ensurePrivateDir(file));
+    std::string link = base + "/link";
+    ASSERT_EQ(symlink(wide.c_str(), link.c_str()), 0);
+    EXPECT_FALSE(kv::platform::ensurePrivateDir(link));
+    EXPECT_FALSE(kv::platform::ensurePrivateDir(""));
+    EXPECT_FALSE(kv::platform::ensurePrivateDir(base + "/missing/deeper"));
+    if (geteuid() == 0) {
+        std::string foreign = base + "/foreign";
+        ASSERT_EQ(mkdir(foreign.c_str(), 0700), 0);
+        ASSERT_EQ(chown(foreign.c_str(), 65534, 65534), 0);
+        EXPECT_FALSE(kv::platform::ensurePrivateDir(foreign)); // another user's
+    }
 }
 
 TEST(Threads, CoreAffinity)

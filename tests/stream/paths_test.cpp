@@ -541,6 +541,21 @@ TEST(ListDirectory, RelativeSpecAndNothingCases)
     EXPECT_EQ(none.getCount(), 0);
 }
 
+TEST(ListDirectory, RootDirectoryIsTheRootNotTheCurrentOne)
+{
+    std::string dir = kvtest::makeTempDir("listroot");
+    writeFile(dir + "/only-here-kvtest");
+    SaveDirectory guard;
+    ASSERT_EQ(sp_ChangeDir(dir.c_str()), 0);
+    YList<YString> out;
+    sp_ListDirectory("/*", &out, true, false);
+    std::set<std::string> expected;
+    for (const QString &n : QDir("/").entryList(QDir::Files | QDir::Hidden))
+        expected.insert("/" + n.toStdString());
+    EXPECT_EQ(setOf(out), expected);
+    EXPECT_EQ(setOf(out).count(dir + "/only-here-kvtest"), 0u);
+}
+
 TEST(ListDirectory, UnreadableDirectoryGivesNothing)
 {
     if (runningAsRoot())
@@ -735,10 +750,17 @@ TEST(CopyTree, RelativeSourceAndDestination)
     ::mkdir((dir + "/src").c_str(), 0755);
     ::mkdir((dir + "/src/in").c_str(), 0755);
     writeFile(dir + "/src/in/f", "x");
+    writeFile(dir + "/src/top", "t");
     SaveDirectory guard;
     ASSERT_EQ(sp_ChangeDir(dir.c_str()), 0);
     EXPECT_EQ(sp_CopyTree("src", "dst"), CopyTreeOk);
     EXPECT_EQ(readFile(dir + "/dst/in/f"), "x");
+    EXPECT_EQ(readFile(dir + "/dst/top"), "t");
+    EXPECT_EQ(sp_CopyTree("./src/", "dst2/"), CopyTreeOk);
+    EXPECT_EQ(readFile(dir + "/dst2/top"), "t");
+    EXPECT_EQ(readFile(dir + "/dst2/in/f"), "x");
+    // Nothing was made beside the two copies.
+    EXPECT_EQ(QDir(QString::fromStdString(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 3);
 }
 
 TEST(CopyTree, UnreadableFileFailsItsDirectory)
@@ -878,6 +900,17 @@ TEST(DeleteTree, LinksAreRemovedTheirTargetsKept)
     EXPECT_EQ(sp_DeleteTree(root.c_str(), nullptr), CopyTreeOk);
     EXPECT_FALSE(exists(root));
     EXPECT_EQ(readFile(outside + "/precious"), "keep");
+}
+
+TEST(DeleteTree, RootOfTheFileSystemIsRefused)
+{
+    // Only the predicate is tried here: a test must never risk the real thing.
+    using kv::detail::isFileSystemRoot;
+    EXPECT_TRUE(isFileSystemRoot("/"));
+    EXPECT_TRUE(isFileSystemRoot("//"));
+    EXPECT_FALSE(isFileSystemRoot(""));
+    EXPECT_FALSE(isFileSystemRoot("/tmp"));
+    EXPECT_EQ(str(sp_ResolvePath("/tmp/..")), "/");
 }
 
 TEST(DeleteTree, NoSource)

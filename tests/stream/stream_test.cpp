@@ -266,6 +266,18 @@ TEST(FileStreamLock, LockIsHeldWhileOpenAndGivenUpByClose)
     EXPECT_TRUE(other.lock(path.c_str()));
 }
 
+TEST(FileStreamLock, AFileThatDoesNotOpenKeepsNoLock)
+{
+    std::string path = kvtest::makeTempDir("stream") + "/missing/doc.txt";
+    std::string dir = kvtest::makeTempDir("stream");
+    kvfstream s;
+    EXPECT_FALSE(s.open((dir + "/absent.txt").c_str(), KvOpenIn, true));
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(dir + "/absent.txt.lck")));
+    FileLock other;
+    EXPECT_TRUE(other.lock((dir + "/absent.txt").c_str()));
+    EXPECT_FALSE(s.open(path.c_str(), KvOpenOut, true)) << "no directory for the lock file either";
+}
+
 TEST(FileStreamLock, ReopeningWithoutLockGivesUpTheLock)
 {
     std::string path = tempFile("doc.txt");

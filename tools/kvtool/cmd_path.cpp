@@ -20,7 +20,7 @@ const char *const usageText =
     "  same PATH1 PATH2          whether both name the same file (exit 1 if not)\n"
     "  resolve PATH...           canonical name of each existing PATH\n"
     "  compatible PATH...        printable-ASCII name without blanks of each PATH\n"
-    "  list [--full] [--filter] SPEC  files matching DIR/PATTERN (--filter: QDir name filter)\n"
+    "  list [--full] [--filter] DIR/PATTERN  files matching PATTERN in DIR (--filter: QDir name filter)\n"
     "  dirs ROOT                 every directory below ROOT\n"
     "  search FILE DIR...        FILE on the search list DIR...\n"
     "  match [--case] PATTERN TEXT...  whole-text wildcard match (* ? \\), exit 1 if any fails\n"
@@ -116,7 +116,7 @@ int list(int argc, char **argv)
             return usage("unknown option of list");
     }
     if (argc - first != 1)
-        return usage("list needs one SPEC");
+        return usage("list needs one DIR/PATTERN");
     YList<YString> out;
     sp_ListDirectory(argv[first], &out, full, filter);
     return printList(out);

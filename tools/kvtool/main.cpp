@@ -26,8 +26,13 @@ void printHelp(std::FILE *out)
                  "       kvtool help COMMAND\n\n"
                  "The support library of the circuit-simulation suite, from a shell.\n\n"
                  "Commands:\n");
-    for (const Command &c : commands())
-        std::fprintf(out, "  %-12s %s\n", c.name, c.summary);
+    for (const Command &c : commands()) {
+        // Continuation lines of a summary are indented under its first line.
+        std::string text(c.summary);
+        for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1))
+            text.insert(at + 1, 15, ' ');
+        std::fprintf(out, "  %-12s %s\n", c.name, text.c_str());
+    }
     std::fprintf(out, "\nRun 'kvtool help COMMAND' for the arguments of a command.\n");
 }
 

@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 #include <limits.h>
+#include <stdlib.h>
 #include <sys/auxv.h>
 #include <unistd.h>
 
@@ -36,6 +37,13 @@ std::string addressModulePath(const void *address)
                   mainInfo.dli_fbase == info.dli_fbase;
     if (isMain || info.dli_fname == nullptr || info.dli_fname[0] == 0)
         return executablePath();
+    // A library loaded by a relative name keeps that name; registration runs
+    // while it loads, so the working directory is still the one it was found in.
+    if (info.dli_fname[0] != '/') {
+        char resolved[PATH_MAX];
+        if (realpath(info.dli_fname, resolved) != nullptr)
+            return std::string(resolved);
+    }
     return std::string(info.dli_fname);
 }
 

@@ -8,7 +8,8 @@
 // the reference file (its exclusive try succeeds) initialises the object
 // afresh; the last closer anywhere unlinks the object and the reference file.
 // A process killed while it had the name open loses its flocks with its life,
-// so nothing stays pinned by a dead process.
+// so nothing stays pinned by a dead process; the objects of names whose last
+// holders all died are swept away at the first open in each process.
 //
 // Abandonment. A holder that dies leaves the robust mutex in the owner-died
 // state; the next locker gets EOWNERDEAD, makes it consistent and owns it.
@@ -20,7 +21,9 @@
 
 #include "platform/runtime_dir.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <linux/futex.h>
 #include <pthread.h>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -30,6 +33,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 #include <map>
 #include <mutex>
@@ -49,10 +53,10 @@ struct SharedBlock {
 
 struct Mapping {
     std::string key;      // the encoded name; empty for an unnamed mutex
+    std::string dir;      // the runtime directory it was opened in
     SharedBlock *block = nullptr;
     int refFd = -1;
     int handles = 0;
-    std::atomic<int> holds{0};
 };
 
 std::mutex &tableLock()
@@ -187,6 +191,33 @@ SharedBlock *mapShared(const std::string &key, bool fresh, bool *ours)
     return block;
 }
 
+// Removes the objects of names that nobody has open any more: those whose
+// last holders died without closing. Runs under the directory lock.
+void sweepAbandonedObjects(const std::string &dir)
+{
+    DIR *d = opendir(dir.c_str());
+    if (d == nullptr)
+        return;
+    const std::string prefix = "mutex-", suffix = ".ref";
+    while (dirent *entry = readdir(d)) {
+        std::string file = entry->d_name;
+        if (file.size() <= prefix.size() + suffix.size() || file.compare(0, prefix.size(), prefix) != 0 ||
+            file.compare(file.size() - suffix.size(), suffix.size(), suffix) != 0)
+            continue;
+        std::string path = dir + "/" + file;
+        int fd = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+        if (fd < 0)
+            continue;
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0) {
+            std::string key = file.substr(prefix.size(), file.size() - prefix.size() - suffix.size());
+            shm_unlink(shmName(key).c_str());
+            unlink(path.c_str());
+        }
+        close(fd);
+    }
+    closedir(d);
+}
+
 // Opens (or joins) the shared object of \p key. Null on failure.
 Mapping *openShared(const std::string &key, bool *created)
 {
@@ -196,6 +227,8 @@ Mapping *openShared(const std::string &key, bool *created)
     DirLock guard(dir);
     if (!guard.ok())
         return nullptr;
+    static std::once_flag swept;
+    std::call_once(swept, [&] { sweepAbandonedObjects(dir); });
     std::string refPath = dir + "/mutex-" + key + ".ref";
     int refFd = open(refPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (refFd < 0)
@@ -218,6 +251,7 @@ Mapping *openShared(const std::string &key, bool *created)
     }
     auto *m = new Mapping;
     m->key = key;
+    m->dir = dir;
     m->block = block;
     m->refFd = refFd;
     *created = alone;
@@ -227,7 +261,7 @@ Mapping *openShared(const std::string &key, bool *created)
 // Unmaps \p m and removes the object if no process has it open any more.
 void closeShared(Mapping *m)
 {
-    std::string dir = userRuntimeDir();
+    const std::string dir = m->dir;
     DirLock guard(dir);
     munmap(m->block, sizeof(SharedBlock));
     if (guard.ok() && flock(m->refFd, LOCK_EX | LOCK_NB) == 0) {
@@ -262,6 +296,21 @@ timespec deadlineAfter(int ms)
         ts.tv_nsec -= 1000000000L;
     }
     return ts;
+}
+
+// True if a thread of this process holds the mutex. The lock word of a
+// robust mutex is the owner's thread id (the kernel's robust-futex protocol),
+// so no bookkeeping on the lock path is needed to know it.
+bool heldInThisProcess(const Mapping *m)
+{
+    unsigned int word = __atomic_load_n(
+        reinterpret_cast<const unsigned int *>(&m->block->mutex.__data.__lock), __ATOMIC_RELAXED);
+    unsigned int owner = word & FUTEX_TID_MASK;
+    if (owner == 0)
+        return false;
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/self/task/%u", owner);
+    return access(path, F_OK) == 0;
 }
 
 } // namespace
@@ -326,16 +375,12 @@ NamedMutexWait waitNamedMutex(NamedMutexHandle *handle, int ms)
     } else {
         return NamedMutexWait::Failed;
     }
-    handle->mapping->holds.fetch_add(1);
     return result;
 }
 
 bool releaseNamedMutex(NamedMutexHandle *handle)
 {
-    if (handle == nullptr || pthread_mutex_unlock(&handle->mapping->block->mutex) != 0)
-        return false;
-    handle->mapping->holds.fetch_sub(1);
-    return true;
+    return handle != nullptr && pthread_mutex_unlock(&handle->mapping->block->mutex) == 0;
 }
 
 void closeNamedMutex(NamedMutexHandle *handle)
@@ -346,7 +391,7 @@ void closeNamedMutex(NamedMutexHandle *handle)
     delete handle;
     if (m->key.empty()) {
         // An unnamed mutex has exactly one handle; keep it while it is held.
-        if (m->holds.load() == 0) {
+        if (!heldInThisProcess(m)) {
             pthread_mutex_destroy(&m->block->mutex);
             delete m->block;
             delete m;
@@ -354,7 +399,7 @@ void closeNamedMutex(NamedMutexHandle *handle)
         return;
     }
     std::lock_guard<std::mutex> lock(tableLock());
-    if (--m->handles > 0 || m->holds.load() > 0)
+    if (--m->handles > 0 || heldInThisProcess(m))
         return;
     table().erase(m->key);
     closeShared(m);
