@@ -46,7 +46,15 @@ enum SpiceLanguage {
 class KVSUPPORT_API SpiceStream : public kvstream {
 public:
     /// States of the character machine.
-    enum State { LineStart, CommentLine, InStatement, InlineComment, AfterNewline, EndPending, Finished };
+    enum State {
+        LineStart,     ///< at the start of a line between statements
+        CommentLine,   ///< in a whole-line comment between statements
+        InStatement,   ///< in the text of a statement
+        InlineComment, ///< in a comment that may still be followed by a continuation
+        AfterNewline,  ///< after a statement's line: a continuation may follow
+        EndPending,    ///< the input ended; the last line feed was delivered
+        Finished       ///< nothing more until init()
+    };
 
     /// For callers that have no use for a line number.
     static int dummyLineNum;
