@@ -467,6 +467,27 @@ TEST(SpiceStream, InitAfterASeekReadsAgain)
     EXPECT_EQ(readAll(s), first);
 }
 
+TEST(SpiceStream, InitAfterASeekOnAFileDropsTheReadAhead)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string path = dir + "/again.cir";
+    std::string text;
+    for (int i = 0; i < 5000; ++i)
+        text += "R" + std::to_string(i) + " a b 1k ; c\n+ tc=1\n";
+    std::ofstream(path, std::ios::binary) << text;
+    SpiceStream s(path.c_str(), KELVORAN);
+    YString line;
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    EXPECT_STREQ(line.tocs(), "R1 a b 1k   tc=1");
+    s.seekg(0);
+    s.init();
+    Lines all = readAll(s);
+    ASSERT_EQ(all.size(), 5000u);
+    EXPECT_EQ(all.front(), "R0 a b 1k   tc=1");
+    EXPECT_EQ(all.back(), "R4999 a b 1k   tc=1");
+}
+
 TEST(SpiceStream, CopyAndFlushBuffer)
 {
     kvstrstream source("R1 a\n");
