@@ -240,6 +240,39 @@ TEST(JFileBuffered, EarlierBackupStaysAndTheNextNameIsUsed)
     EXPECT_EQ(entriesOf(dir), QStringList({"x-original.txt", "x.txt"}));
 }
 
+TEST(JFileBuffered, TakenBackupNamesAreSkipped)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string target = dir + "/x.txt";
+    writeText(target, "old");
+    writeText(dir + "/x-original.txt", "earlier");
+    ASSERT_TRUE(QDir().mkpath(QString::fromStdString(dir + "/x-original-1.txt/inside")));
+    JFileBuffered f(target.c_str(), false);
+    std::fputs("new", f);
+    EXPECT_EQ(f.close(), JFileBufferedOk);
+    EXPECT_EQ(readText(target), "new");
+    EXPECT_EQ(readText(dir + "/x-original.txt"), "earlier");
+    EXPECT_TRUE(QDir(QString::fromStdString(dir + "/x-original-1.txt/inside")).exists());
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(dir + "/x-original-2.txt")));
+}
+
+TEST(JFileBuffered, AfterThousandTakenNamesTheLastIsUsedAndMayFail)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string target = dir + "/x.txt";
+    writeText(target, "old");
+    writeText(dir + "/x-original.txt", "earlier");
+    for (int n = 1; n <= 1000; ++n)
+        ASSERT_TRUE(QDir().mkpath(QString::fromStdString(dir + "/x-original-" + std::to_string(n) + ".txt/d")));
+    JFileBuffered f(target.c_str(), false);
+    std::fputs("new", f);
+    // x-original-1000.txt is a directory that isn't empty: the target can't
+    // be moved there, so it stays as it was.
+    EXPECT_EQ(f.close(), JFileBufferedRenameFailed);
+    EXPECT_EQ(readText(target), "old");
+    EXPECT_EQ(entriesOf(dir), QStringList({"x-original.txt", "x.txt"}));
+}
+
 TEST(JFileBuffered, WriteErrorLeavesTargetAndNoTemporary)
 {
     std::string dir = kvtest::makeTempDir();
