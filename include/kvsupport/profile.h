@@ -23,7 +23,9 @@
 /// 1000 ms. A writer holds the mutex from its refresh to the end of its
 /// rewrite, and each rewrite leaves a time stamp later than the file's
 /// previous one, so another process always notices the change at its next
-/// call, and two processes writing different keys both keep theirs.
+/// call, and two processes writing different keys both keep theirs. Only
+/// a time-out holds a read or write back: where no named mutex can be made
+/// at all, files are read and written without one.
 ///
 /// Sections and keys compare ignoring case; values compare exactly. The
 /// functions serialise the threads of one process on one lock.

@@ -142,6 +142,15 @@ ProfileFile *findFile(const char *file)
     return files.front().get();
 }
 
+// Takes the file's mutex within \p ms. Only a time-out refuses: a system
+// that can't give a named mutex at all still reads and writes its files.
+bool takeMutex(YSystemMutex &mutex, int ms)
+{
+    MutexWaitStatus status = MutexFailed;
+    mutex.wait(ms, &status);
+    return status != MutexTimedOut;
+}
+
 // ------------------------------------------------------------------ load
 
 void parseSetting(ProfileFile *pf, const YString &section, YString line)
@@ -192,7 +201,7 @@ bool load(ProfileFile *pf)
         return false;
     }
     YSystemMutex mutex(pf->mutexName);
-    if (!mutex.wait(kReadWaitMs))
+    if (!takeMutex(mutex, kReadWaitMs))
         return false;
     JFile file(pf->path.tocs(), "r");
     pf->clear();
@@ -238,7 +247,7 @@ void advanceStamp(const YString &previousPath, const YString &newPath)
 bool flush(ProfileFile *pf)
 {
     YSystemMutex mutex(pf->mutexName);
-    if (!mutex.wait(kWriteWaitMs))
+    if (!takeMutex(mutex, kWriteWaitMs))
         return false;
     YString temporary = sp_GetTempFile(sp_GetDirFromPath(pf->path.tocs()));
     if (temporary.isEmpty())
