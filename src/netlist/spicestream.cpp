@@ -13,6 +13,7 @@
 
 #include "core/text_util.h"
 
+#include <cstdint>
 #include <cstring>
 #include <memory>
 
@@ -46,6 +47,63 @@ const ByteTables byteTables;
 inline const ByteTables &tables()
 {
     return byteTables;
+}
+
+// Word-at-a-time tests of eight bytes (the classic bit tricks): the fast
+// scans below skip whole words that surely hold only bytes of their run,
+// and leave the rest to the byte tables, which have the last word.
+const std::uint64_t kOnes = 0x0101010101010101ULL;
+const std::uint64_t kHighs = 0x8080808080808080ULL;
+
+inline std::uint64_t loadWord(const char *p)
+{
+    std::uint64_t w;
+    std::memcpy(&w, p, sizeof w);
+    return w;
+}
+
+inline bool hasByte(std::uint64_t w, unsigned char c)
+{
+    std::uint64_t x = w ^ (kOnes * c);
+    return ((x - kOnes) & ~x & kHighs) != 0;
+}
+
+// Any byte below 0x20 or above 0x7E (tab and DEL included: the tables
+// decide about those).
+inline bool hasControlOrHigh(std::uint64_t w)
+{
+    return (((w - kOnes * 0x20) & ~w) | ((w + kOnes * 1) | w)) & kHighs;
+}
+
+// Skips the words of plain statement bytes.
+inline const char *skipPlainWords(const char *p, const char *end, unsigned char inlineChar)
+{
+    while (end - p >= 8) {
+        std::uint64_t w = loadWord(p);
+        if (hasControlOrHigh(w) || hasByte(w, inlineChar) || hasByte(w, '{') || hasByte(w, '}'))
+            break;
+        p += 8;
+    }
+    return p;
+}
+
+// Skips the words of comment bytes: no byte above 127, no line feed and no
+// carriage return; with \p kept, no control byte either.
+inline const char *skipCommentWords(const char *p, const char *end, bool kept)
+{
+    while (end - p >= 8) {
+        std::uint64_t w = loadWord(p);
+        if (kept ? hasControlOrHigh(w) : ((w & kHighs) != 0 || hasByte(w, '\n') || hasByte(w, '\r')))
+            break;
+        p += 8;
+    }
+    return p;
+}
+
+// Counts wrap around past 2^31 bytes instead of overflowing.
+inline void bump(int &count, int n)
+{
+    count = static_cast<int>(static_cast<unsigned>(count) + static_cast<unsigned>(n));
 }
 
 bool isBlank(int c)
@@ -175,7 +233,7 @@ inline int SpiceStream::readRaw()
             inputEnded = true;
             return -1;
         }
-        ++charCount;
+        bump(charCount, 1);
         if (c < 0x80) {
             if (!lastFedAscii)
                 utf8Detect.add(static_cast<unsigned>(c));
@@ -190,10 +248,10 @@ inline int SpiceStream::readRaw()
                 inputEnded = true;
                 return -1;
             }
-            ++charCount;
+            bump(charCount, 1);
         }
         if (c == '\n')
-            ++lineCount;
+            bump(lineCount, 1);
         if (tables().accepted[c])
             return c;
     }
@@ -205,16 +263,16 @@ inline int SpiceStream::readDirectiveByte()
 {
     int c = readInput();
     while (c == '\r') {
-        ++charCount;
+        bump(charCount, 1);
         c = readInput();
     }
     if (c < 0 || c == 255) {
         inputEnded = true;
         return -1;
     }
-    ++charCount;
+    bump(charCount, 1);
     if (c == '\n')
-        ++lineCount;
+        bump(lineCount, 1);
     return c;
 }
 
@@ -228,7 +286,8 @@ inline void SpiceStream::record()
 
 inline void SpiceStream::newlineIntoSource()
 {
-    if (!suppressEmptyLines || sourceText.lastChar() != '\n')
+    int n = sourceText.getLength();
+    if (!suppressEmptyLines || n == 0 || sourceText.get()[n - 1] != '\n')
         sourceText.add('\n');
 }
 
@@ -369,13 +428,13 @@ inline void SpiceStream::skipCommentRun()
     const bool *table = keep ? tables().commentKept : tables().commentDropped;
     const char *start = input.get() + inputPos;
     const char *end = input.get() + inputEnd;
-    const char *p = start;
+    const char *p = skipCommentWords(start, end, keep);
     while (p < end && table[static_cast<unsigned char>(*p)])
         ++p;
     int n = static_cast<int>(p - start);
     if (keep)
         sourceText.append(start, n);
-    charCount += n;
+    bump(charCount, n);
     inputPos += n;
 }
 
@@ -462,10 +521,10 @@ void SpiceStream::readTitle()
         if (c < 0)
             return;
         if (c == '\n') {
-            ++lineCount;
+            bump(lineCount, 1);
             return;
         }
-        ++charCount;
+        bump(charCount, 1);
         if (c != '\r')
             sourceText.add(static_cast<char>(c));
     }
@@ -480,7 +539,7 @@ inline int SpiceStream::scanPlainRun(Buf *target)
     const bool *plain = language == HSPICE ? tables().plainDollar : tables().plainSemicolon;
     const char *start = input.get() + inputPos;
     const char *end = input.get() + inputEnd;
-    const char *p = start;
+    const char *p = skipPlainWords(start, end, static_cast<unsigned char>(getInlineCommentChar()));
     while (p < end && plain[static_cast<unsigned char>(*p)])
         ++p;
     int n = static_cast<int>(p - start);
@@ -488,7 +547,7 @@ inline int SpiceStream::scanPlainRun(Buf *target)
         return 0;
     sourceText.append(start, n);
     target->append(start, n);
-    charCount += n;
+    bump(charCount, n);
     inputPos += n;
     record();
     return n;
