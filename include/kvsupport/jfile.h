@@ -89,6 +89,8 @@ enum JFileBufferedStatus {
 /// "<name>-original<ext>" (or "<name>-original-<n><ext>" while that name is
 /// taken, n from 1 to 1000), then the new file takes the target's name and
 /// the backup is deleted. At no moment is the old content only in memory.
+/// A target that is a symbolic link keeps its link: the file it names is
+/// the one replaced (and the temporary file is made beside that file).
 /// Leaving scope commits: a caller who wants out calls failed().
 class KVSUPPORT_API JFileBuffered {
 public:
@@ -117,7 +119,7 @@ public:
 
 private:
     JFileBufferedStatus replaceTarget();
-    YString backupName() const;
+    YString backupName(const YString &destination) const;
 
     JFileShared *stream;
     YString target;

@@ -15,7 +15,8 @@
 /// else; values are written without quotes. Text before the first section
 /// header, blank lines and repeated keys (after the first) are dropped. The
 /// new text goes to a temporary file beside the target which then replaces
-/// it, so a process killed during a write leaves the old file whole.
+/// it, so a process killed during a write leaves the old file whole; a file
+/// reached through a symbolic link is replaced where the link points.
 ///
 /// Processes share a file through the named system mutex
 /// "kv_mutex_inifile_<hash of the full path>": a read of the file waits up

@@ -9,6 +9,7 @@
 #include <kvsupport/sysinfo.h>
 
 #include "core/text_util.h"
+#include "stream/final_path.h"
 
 #include <QFileInfo>
 #include <QString>
@@ -163,6 +164,7 @@ JFileBuffered::JFileBuffered(const char *name, bool binary)
     if (target.isEmpty())
         return;
     YString full = sp_IsRelativePath(target) ? sp_GetFullPath(target) : target;
+    full = kv::detail::finalPathOf(full);
     YString dir = sp_GetDirFromPath(full.tocs());
     if (dir.isEmpty() && full.beginsWith(YString("/")))
         dir = "/";
@@ -225,10 +227,10 @@ JFileBufferedStatus JFileBuffered::close()
 // The first free name of "<dir><name>-original<ext>",
 // "<dir><name>-original-1<ext>", ... up to n = 1000, which is used as it
 // stands.
-YString JFileBuffered::backupName() const
+YString JFileBuffered::backupName(const YString &destination) const
 {
     PathName parts;
-    sp_SplitPath(target, &parts);
+    sp_SplitPath(destination, &parts);
     YString base = parts.drive;
     base &= parts.dir;
     base &= parts.name;
@@ -244,22 +246,24 @@ YString JFileBuffered::backupName() const
     return candidate;
 }
 
+// A target that is a symbolic link is replaced in the file it names.
 JFileBufferedStatus JFileBuffered::replaceTarget()
 {
-    FILE *probe = fopen_utf8(target.tocs(), "r");
+    const YString destination = kv::detail::finalPathOf(target);
+    FILE *probe = fopen_utf8(destination.tocs(), "r");
     if (probe == nullptr) {
-        if (renameFile(temporary, target))
+        if (renameFile(temporary, destination))
             return JFileBufferedOk;
         removeFile(temporary);
         return JFileBufferedRenameFailed;
     }
     std::fclose(probe);
-    YString backup = backupName();
-    if (!renameFile(target, backup)) {
+    YString backup = backupName(destination);
+    if (!renameFile(destination, backup)) {
         removeFile(temporary);
         return JFileBufferedRenameFailed;
     }
-    if (!renameFile(temporary, target)) {
+    if (!renameFile(temporary, destination)) {
         removeFile(temporary);
         return JFileBufferedLeftBackup;
     }

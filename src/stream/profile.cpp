@@ -9,6 +9,7 @@
 #include <kvsupport/threads.h>
 
 #include "platform/file_stamp.h"
+#include "stream/final_path.h"
 
 #include <QFile>
 #include <QString>
@@ -249,7 +250,8 @@ bool flush(ProfileFile *pf)
     YSystemMutex mutex(pf->mutexName);
     if (!takeMutex(mutex, kWriteWaitMs))
         return false;
-    YString temporary = sp_GetTempFile(sp_GetDirFromPath(pf->path.tocs()));
+    const YString destination = kv::detail::finalPathOf(pf->path); // a link stays a link
+    YString temporary = sp_GetTempFile(sp_GetDirFromPath(destination.tocs()));
     if (temporary.isEmpty())
         return true;
     JFile file(temporary.tocs(), "w");
@@ -266,12 +268,12 @@ bool flush(ProfileFile *pf)
     }
     bool bad = std::fflush(file.get()) != 0 || std::ferror(file.get()) != 0;
     bad = std::fclose(file.detach()) != 0 || bad;
-    QString target = QString::fromUtf8(pf->path.tocs());
+    QString target = QString::fromUtf8(destination.tocs());
     if (!bad && QFile::exists(target))
         QFile::setPermissions(QString::fromUtf8(temporary.tocs()), QFile::permissions(target));
     if (!bad)
-        advanceStamp(pf->path, temporary);
-    if (bad || std::rename(temporary.tocs(), pf->path.tocs()) != 0)
+        advanceStamp(destination, temporary);
+    if (bad || std::rename(temporary.tocs(), destination.tocs()) != 0)
         std::remove(temporary.tocs());
     return true;
 }

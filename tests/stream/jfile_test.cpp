@@ -9,6 +9,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QThread>
 
@@ -271,6 +272,22 @@ TEST(JFileBuffered, AfterThousandTakenNamesTheLastIsUsedAndMayFail)
     EXPECT_EQ(f.close(), JFileBufferedRenameFailed);
     EXPECT_EQ(readText(target), "old");
     EXPECT_EQ(entriesOf(dir), QStringList({"x-original.txt", "x.txt"}));
+}
+
+TEST(JFileBuffered, LinkedTargetKeepsItsLink)
+{
+    std::string links = kvtest::makeTempDir();
+    std::string files = kvtest::makeTempDir();
+    writeText(files + "/real.txt", "old");
+    ASSERT_TRUE(QFile::link(QString::fromStdString(files + "/real.txt"), QString::fromStdString(links + "/link.txt")));
+    JFileBuffered f((links + "/link.txt").c_str(), false);
+    EXPECT_EQ(std::string(f.getTemporary().tocs()).rfind(files + "/", 0), 0u);
+    std::fputs("new", f);
+    EXPECT_EQ(f.close(), JFileBufferedOk);
+    EXPECT_TRUE(QFileInfo(QString::fromStdString(links + "/link.txt")).isSymLink());
+    EXPECT_EQ(readText(files + "/real.txt"), "new");
+    EXPECT_EQ(entriesOf(files), QStringList({"real.txt"}));
+    EXPECT_EQ(entriesOf(links), QStringList({"link.txt"}));
 }
 
 TEST(JFileBuffered, WriteErrorLeavesTargetAndNoTemporary)

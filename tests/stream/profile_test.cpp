@@ -8,6 +8,7 @@
 #include "support/test_support.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QThread>
 
@@ -365,6 +366,17 @@ TEST(Profile, RewriteKeepsTheFilesPermissions)
     EXPECT_TRUE(put(path, "s", "k", "2"));
     EXPECT_EQ(QFile::permissions(name), before);
     EXPECT_EQ(readText(path), "[s]\nk=2\n");
+}
+
+TEST(Profile, FileReachedThroughALinkKeepsTheLink)
+{
+    std::string real = freshFile("[s]\nk=1\n");
+    std::string link = kvtest::makeTempDir("ini") + "/link.ini";
+    ASSERT_TRUE(QFile::link(QString::fromStdString(real), QString::fromStdString(link)));
+    EXPECT_EQ(get(link, "s", "k"), "1");
+    EXPECT_TRUE(put(link, "s", "k", "2"));
+    EXPECT_TRUE(QFileInfo(QString::fromStdString(link)).isSymLink());
+    EXPECT_EQ(readText(real), "[s]\nk=2\n");
 }
 
 // ---------------------------------------------------------------- processes
