@@ -398,12 +398,12 @@ bool sp_MoveFile(const char *from, const char *to)
 
 int sp_SeekFilePos(std::FILE *file, long long position, int whence)
 {
-    return fact::seekFile(file, position, whence);
+    return fact::seekFileRaw(file, position, whence);
 }
 
 long long sp_TellFilePos(std::FILE *file)
 {
-    return fact::tellFile(file);
+    return fact::tellFileRaw(file);
 }
 
 // ------------------------------------------------------------- version resources

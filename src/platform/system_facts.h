@@ -79,9 +79,9 @@ bool isSymbolicLink(const char *path);
 /// \p crossDevice when the two are on different file systems.
 bool renameNoReplace(const char *from, const char *to, bool *crossDevice);
 /// 64-bit fseek; its result.
-int seekFile(std::FILE *file, long long position, int whence);
+int seekFileRaw(std::FILE *file, long long position, int whence);
 /// 64-bit ftell; -1 on failure.
-long long tellFile(std::FILE *file);
+long long tellFileRaw(std::FILE *file);
 
 } // namespace platform
 } // namespace kv

@@ -364,14 +364,14 @@ bool renameNoReplace(const char *from, const char *to, bool *crossDevice)
     return false;
 }
 
-int seekFile(std::FILE *file, long long position, int whence)
+int seekFileRaw(std::FILE *file, long long position, int whence)
 {
     if (file == nullptr)
         return -1;
     return fseeko(file, static_cast<off_t>(position), whence);
 }
 
-long long tellFile(std::FILE *file)
+long long tellFileRaw(std::FILE *file)
 {
     if (file == nullptr)
         return -1;
