@@ -34,6 +34,13 @@ run path relative /home/user/lib/models.lib /home/user/designs
 run path match "*.cir" amp.cir amp.net ring.CIR
 run path clean "/home/user/./designs/../lib//models.lib"
 
+section "Netlists in the three dialects, read as logical statements"
+run netlist samples/netlists/opamp_kelvoran.net
+run netlist samples/netlists/pspice_rc.cir
+run netlist samples/netlists/hspice_param.sp
+run netlist --summary samples/netlists/various_transformers1.cir
+run netlist /nonexistent/missing.cir
+
 section "Text encodings of the bundled samples"
 for f in samples/netlists/*; do
   [ -f "$f" ] && run utf8 "$f"

@@ -21,5 +21,8 @@
 #include <kvsupport/kvstream.h>
 #include <kvsupport/threads.h>
 #include <kvsupport/sysinfo.h>
+#include <kvsupport/jfile.h>
+#include <kvsupport/profile.h>
+#include <kvsupport/spicestream.h>
 
 #endif
