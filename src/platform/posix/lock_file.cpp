@@ -7,6 +7,7 @@
 // path; together that keeps two holders from locking two different files of
 // the same name.
 #include "platform/lock_file.h"
+#include "platform/posix/fd_io.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -82,16 +83,7 @@ LockFileFailure classifyLockError(unsigned errorCode)
 
 bool writeLockFile(int fd, const char *text, unsigned size)
 {
-    while (size > 0) {
-        ssize_t n = write(fd, text, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        text += n;
-        size -= static_cast<unsigned>(n);
-    }
-    return true;
+    return writeFully(fd, text, size);
 }
 
 void releaseLockFile(int fd, const char *path)

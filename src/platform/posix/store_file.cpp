@@ -1,5 +1,6 @@
 // Locked, atomically replaced data files on Linux: flock and rename.
 #include "platform/store_file.h"
+#include "platform/posix/fd_io.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -63,18 +64,7 @@ namespace {
 
 bool writeAll(int fd, const std::string &data)
 {
-    const char *p = data.data();
-    size_t left = data.size();
-    while (left > 0) {
-        ssize_t n = write(fd, p, left);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        p += n;
-        left -= static_cast<size_t>(n);
-    }
-    return true;
+    return kv::platform::writeFully(fd, data.data(), data.size());
 }
 
 } // namespace

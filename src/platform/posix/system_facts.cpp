@@ -1,6 +1,7 @@
 // Machine, session and process facts on Linux, from /proc, /etc/os-release
 // and the C library.
 #include "platform/system_facts.h"
+#include "platform/posix/fd_io.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -192,18 +193,7 @@ void debugOutput(const char *text)
 bool writeConsoleLine(const char *text)
 {
     std::string line = std::string(text) + "\n";
-    const char *p = line.data();
-    size_t left = line.size();
-    while (left > 0) {
-        ssize_t n = write(STDOUT_FILENO, p, left);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        p += n;
-        left -= static_cast<size_t>(n);
-    }
-    return true;
+    return writeFully(STDOUT_FILENO, line.data(), line.size());
 }
 
 bool processNames(std::vector<std::string> *out)
