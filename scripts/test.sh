@@ -57,10 +57,17 @@ LD_LIBRARY_PATH="$prefix/lib" build/consumer/kvsupport_consumer_pc
 
 if [ "${KVSUPPORT_SKIP_BENCH:-0}" != 1 ]; then
   step "benchmarks (short run)"
+  # Benchmarks make files, named mutexes and settings like any program: keep
+  # them away from the real user's home and runtime directory.
+  benchhome=$(mktemp -d)
+  export HOME="$benchhome/home" XDG_CONFIG_HOME="$benchhome/config" XDG_RUNTIME_DIR="$benchhome/run" \
+         TMPDIR="$benchhome/tmp"
+  mkdir -p "$HOME" "$XDG_CONFIG_HOME" "$XDG_RUNTIME_DIR" "$TMPDIR" && chmod 700 "$XDG_RUNTIME_DIR"
   for bench in build/bench/*_bench; do
     echo "--- $(basename "$bench")"
     KVBENCH_QUICK=1 "$bench" --benchmark_min_time=0.02 2>&1 | grep -v '^\*\*\*WARNING' | tail -n 25
   done
+  rm -rf "$benchhome"
 fi
 
 step "all checks passed"
