@@ -3,7 +3,7 @@
 // and writing in 64 KiB pieces (kvfstream::write against fwrite).
 //
 // The file size is 100 MB; set KVBENCH_STREAM_MB to another number of
-// megabytes (CI runs a small one). The files live in a temporary directory
+// megabytes, or KVBENCH_QUICK=1 for a short run of 5 MB. The files live in a temporary directory
 // that is removed at the end.
 #include <kvsupport/kvstream.h>
 
@@ -24,8 +24,10 @@ long long fileBytes()
 {
     static const long long bytes = [] {
         const char *mb = std::getenv("KVBENCH_STREAM_MB");
-        long long n = mb != nullptr ? std::atoll(mb) : 100;
-        return (n > 0 ? n : 100) * 1000 * 1000;
+        const char *quick = std::getenv("KVBENCH_QUICK");
+        long long fallback = quick != nullptr && std::atoi(quick) != 0 ? 5 : 100;
+        long long n = mb != nullptr ? std::atoll(mb) : fallback;
+        return (n > 0 ? n : fallback) * 1000 * 1000;
     }();
     return bytes;
 }
