@@ -374,6 +374,135 @@ TEST(ScanGetNonWS, SkipsBlanksAndMovesPastTerminator)
     EXPECT_EQ(sp_GetNonWS(&cursor), '\n');
 }
 
+TEST(ScanGetToken, QuoteInsideAWordIsOrdinary)
+{
+    ScanSpec spec = makeSpec(" ", "", "\"", "\"");
+    const char *line = "ab\"c d\"";
+    const char *cursor = line;
+    int type = 7;
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "ab\"c");
+    EXPECT_EQ(type, 0);
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "d\"");
+    cursor = line;
+    EXPECT_STREQ(sp_GetToken(&cursor, " ", "\"", "\"", false).tocs(), "ab\"c");
+    EXPECT_STREQ(sp_GetToken(&cursor, " ", "\"", "\"", false).tocs(), "d\"");
+}
+
+TEST(ScanGetToken, QuotedTokenEndsAtItsCloser)
+{
+    // Text right after the closer is the next token, not part of this one.
+    ScanSpec spec = makeSpec(" ", "", "\"", "\"");
+    const char *line = "\"a b\"c";
+    const char *cursor = line;
+    int type = 7;
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "a b");
+    EXPECT_EQ(cursor, line + 5);
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "c");
+    EXPECT_EQ(type, 0);
+    cursor = line;
+    EXPECT_STREQ(sp_GetToken(&cursor, " ", "\"", "\"", false).tocs(), "a b");
+    EXPECT_EQ(cursor, line + 5);
+    EXPECT_STREQ(sp_GetToken(&cursor, " ", "\"", "\"", false).tocs(), "c");
+}
+
+TEST(ScanGetToken, NestingToAnyDepthAndUnclosed)
+{
+    ScanSpec nested = makeSpec(" ", "", "(", ")", false, true);
+    const char *line = "(a(b(c))d)e f";
+    const char *cursor = line;
+    int type = 7;
+    EXPECT_STREQ(sp_GetToken(&cursor, nested, &type).tocs(), "a(b(c))d");
+    EXPECT_EQ(type, 0);
+    EXPECT_STREQ(sp_GetToken(&cursor, nested, &type).tocs(), "e");
+    EXPECT_STREQ(sp_GetToken(&cursor, nested, &type).tocs(), "f");
+
+    // An inner pair left open swallows the outer closer: no complaint.
+    const char *open = "(a(b)c";
+    cursor = open;
+    EXPECT_STREQ(sp_GetToken(&cursor, nested, &type).tocs(), "a(b)c");
+    EXPECT_EQ(type, 0);
+    EXPECT_EQ(*cursor, 0);
+    ScanSpec nestedKeep = makeSpec(" ", "", "(", ")", true, true);
+    const char *unclosedKeep = "((x)";
+    cursor = unclosedKeep;
+    EXPECT_STREQ(sp_GetToken(&cursor, nestedKeep, &type).tocs(), "((x)");
+    EXPECT_EQ(*cursor, 0);
+}
+
+TEST(ScanGetToken, MissingCloserKeepingQuotes)
+{
+    ScanSpec spec = makeSpec(" ", "", "\"", "\"", true);
+    const char *line = "\"abc";
+    const char *cursor = line;
+    int type = 7;
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "\"abc");
+    EXPECT_EQ(type, 0);
+    EXPECT_EQ(*cursor, 0);
+    cursor = line;
+    EXPECT_STREQ(sp_GetToken(&cursor, " ", "\"", "\"", true).tocs(), "\"abc");
+    EXPECT_EQ(*cursor, 0);
+    // A lone opener at the very end.
+    const char *lone = "x \"";
+    cursor = lone;
+    EXPECT_STREQ(sp_GetToken(&cursor, " ", "\"", "\"", false).tocs(), "x");
+    EXPECT_STREQ(sp_GetToken(&cursor, " ", "\"", "\"", false).tocs(), "");
+    EXPECT_EQ(*cursor, 0);
+    cursor = lone;
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "x");
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "\"");
+    EXPECT_EQ(type, 0);
+    EXPECT_EQ(*cursor, 0);
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "");
+    EXPECT_EQ(type, -1);
+}
+
+TEST(ScanGetToken, SingleEndsAWordAndLimitCountsBeforeIt)
+{
+    ScanSpec spec = makeSpec(" ", ",");
+    std::string text = std::string(1023, 'w') + ",x";
+    const char *cursor = text.c_str();
+    int type = 7;
+    EXPECT_EQ(sp_GetToken(&cursor, spec, &type).length(), 1023);
+    EXPECT_EQ(type, 0);
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "");
+    EXPECT_EQ(type, ',');
+    EXPECT_STREQ(sp_GetToken(&cursor, spec, &type).tocs(), "x");
+    EXPECT_EQ(type, 0);
+}
+
+TEST(ScanStrTok, UnclosedQuoteAndTextAfterCloser)
+{
+    const char *line = "\"a b\"c \"de";
+    const char *cursor = line;
+    EXPECT_STREQ(sp_StrTok(&cursor, " ").tocs(), "a b");
+    EXPECT_EQ(cursor, line + 5);
+    EXPECT_STREQ(sp_StrTok(&cursor, " ").tocs(), "c");
+    EXPECT_STREQ(sp_StrTok(&cursor, " ").tocs(), "de");
+    EXPECT_EQ(*cursor, 0);
+    EXPECT_STREQ(sp_StrTok(&cursor, " ").tocs(), "");
+    const char *empty = "\"\" z";
+    cursor = empty;
+    EXPECT_STREQ(sp_StrTok(&cursor, " ").tocs(), "");
+    EXPECT_EQ(cursor, empty + 2);
+    EXPECT_STREQ(sp_StrTok(&cursor, " ").tocs(), "z");
+}
+
+TEST(ScanSplitToken, NoSeparatorGivesTheRest)
+{
+    const char *line = "abc";
+    const char *cursor = line;
+    YString out("keep");
+    EXPECT_TRUE(sp_SplitToken(&cursor, ',', &out));
+    EXPECT_STREQ(out.tocs(), "abc");
+    EXPECT_EQ(cursor, line + 3);
+    EXPECT_FALSE(sp_SplitToken(&cursor, ',', &out));
+    EXPECT_STREQ(out.tocs(), "abc");
+    const char *empty = "";
+    cursor = empty;
+    EXPECT_FALSE(sp_SplitToken(&cursor, ',', &out));
+    EXPECT_STREQ(out.tocs(), "abc");
+}
+
 // ------------------------------------------------------ sp_ScanLine (in place)
 
 TEST(ScanLineInPlace, WritesTerminators)
@@ -456,6 +585,27 @@ TEST(ScanLineArrays, SpecTypedAndUntyped)
     EXPECT_EQ(texts(limited), (Strings{"a", "b", "c"}));
 }
 
+TEST(ScanLineArrays, SpecFormAppendsAndNegativeLimitIsNone)
+{
+    ScanSpec spec = makeSpec(" ", "=");
+    YArray<ScanToken> typed;
+    ScanToken old;
+    old.type = 5;
+    old.text = "old";
+    typed.add(old);
+    sp_ScanLine("a=b c", spec, &typed, -1);
+    ASSERT_EQ(typed.getCount(), 5);
+    EXPECT_EQ(typed.at(0).type, 5);
+    EXPECT_STREQ(typed.at(0).text.tocs(), "old");
+    EXPECT_EQ(typed.at(2).type, '=');
+    EXPECT_STREQ(typed.at(4).text.tocs(), "c");
+    YArray<YString> plain;
+    sp_ScanLine("   ", spec, &plain, 0);
+    EXPECT_EQ(plain.getCount(), 0);
+    sp_ScanLine("x y", spec, &plain, 1);
+    EXPECT_EQ(texts(plain), (Strings{"x"}));
+}
+
 // ---------------------------------------------------------------- sp_SplitLine
 
 TEST(ScanSplitLine, PlainFields)
@@ -491,6 +641,22 @@ TEST(ScanSplitLine, BracketsKeepSeparatorsInside)
     EXPECT_EQ(splitBrackets("a(b,c)", ',', "()"), (Strings{"a(b", "c)"}));
     EXPECT_EQ(splitBrackets(")x,(y)", ',', "()"), (Strings{")x", "y"}));
     EXPECT_EQ(splitBrackets("a,b", ',', "()", 4), (Strings{"a", "b", "", ""}));
+}
+
+TEST(ScanSplitLine, BracketsAreOnlySpecialAtTheStartOfAField)
+{
+    // A field that opens with a bracket ends at its closer; inside a plain
+    // field brackets are ordinary text, and a stray closer opens a plain field.
+    EXPECT_EQ(splitBrackets("(a)(b),c", ',', "()"), (Strings{"a", "c"}));
+    EXPECT_EQ(splitBrackets("x(a,b),c", ',', "()"), (Strings{"x(a", "b)", "c"}));
+    EXPECT_EQ(splitBrackets("(),(,)", ',', "()"), (Strings{"", ","}));
+    EXPECT_EQ(splitBrackets(",,", ',', "()"), (Strings{"", "", ""}));
+    EXPECT_EQ(splitBrackets("<a;b>;c", ';', "<>"), (Strings{"a;b", "c"}));
+    // The bracket form pads from what the array held before, too.
+    YArray<YString> out;
+    out.add(YString("old"));
+    sp_SplitLine("a", ',', "()", &out, 3);
+    EXPECT_EQ(texts(out), (Strings{"old", "a", ""}));
 }
 
 TEST(ScanSplitLine, BadBracketsAppendNothing)
@@ -585,6 +751,33 @@ TEST(ScanReadLine, NonBlankSkipsAndCounts)
     EXPECT_EQ(count, 15);
 }
 
+TEST(ScanReadLine, CarriageReturnsMakeNoTextAndCountingGoesOn)
+{
+    TextFile f("\r\n \r\t\n\r\nv\r\n");
+    YString line;
+    int count = 100;
+    EXPECT_TRUE(sp_ReadNextNonBlankLine(f.get(), &line, &count));
+    EXPECT_STREQ(line.tocs(), "v");
+    EXPECT_EQ(count, 104);
+    EXPECT_FALSE(sp_ReadNextNonBlankLine(f.get(), &line, nullptr));
+    EXPECT_STREQ(line.tocs(), "");
+    TextFile g("  \n\nx");
+    EXPECT_TRUE(sp_ReadNextNonBlankLine(g.get(), &line, nullptr));
+    EXPECT_STREQ(line.tocs(), "x");
+}
+
+TEST(ScanReadLine, NextLineStartsEmptyEachTime)
+{
+    TextFile f("first\n\n");
+    YString line("stale");
+    EXPECT_TRUE(sp_ReadNextLine(f.get(), &line));
+    EXPECT_STREQ(line.tocs(), "first");
+    EXPECT_TRUE(sp_ReadNextLine(f.get(), &line));
+    EXPECT_STREQ(line.tocs(), "");
+    EXPECT_FALSE(sp_ReadNextLine(f.get(), &line));
+    EXPECT_STREQ(line.tocs(), "");
+}
+
 // ---------------------------------------------------------- sp_ReadValuePairs
 
 namespace {
@@ -672,6 +865,22 @@ TEST(ScanValuePairs, ReadLikeTheLgConversion)
     // "0x" with no hex digit is no number; "1e" and "0x." read as numbers.
     Pairs p = readPairs("0x 1e 2 -0xg 0x. 3 +0X 0x1p 1.5e- .");
     EXPECT_EQ(p.values, (std::vector<double>{1, 2, 0, 3, 1, 1.5}));
+}
+
+TEST(ScanValuePairs, EngineeringSuffixesAreNotRead)
+{
+    Pairs p = readPairs("1k 2meg\n3u,4MEG");
+    EXPECT_EQ(p.values, (std::vector<double>{1, 2, 3, 4}));
+    EXPECT_EQ(p.status, ValuePairsRising);
+}
+
+TEST(ScanValuePairs, EmptyFileGivesAnEmptyArray)
+{
+    Pairs p = readPairs(" ,\n+ \n");
+    EXPECT_TRUE(p.values.empty());
+    EXPECT_EQ(p.status, ValuePairsRising);
+    Pairs one = readPairs("5");
+    EXPECT_TRUE(one.values.empty());
 }
 
 TEST(ScanValuePairs, DecimalPointWhateverTheLocale)
@@ -771,6 +980,16 @@ TEST(ScanHashValue, Formula)
     EXPECT_LE(sp_HashValue("zzzzzzzzzzzzzzzzzzzzzzzzzzzzzz"), 0x1FFFEu);
 }
 
+TEST(ScanHashValue, HighBytesAreSigned)
+{
+    // A byte above 127 is a negative char: its upper 16 bits are all ones
+    // before the mask.
+    EXPECT_EQ(sp_HashValue("\xE9"), 0x1FFD2u);
+    unsigned int h = ((0xFFFFFFE9u ^ 0u) & 0xFFFFu) * 2u;
+    h = ((static_cast<unsigned int>('A') ^ h) & 0xFFFFu) * 2u;
+    EXPECT_EQ(sp_HashValue("\xE9" "a"), h);
+}
+
 TEST(ScanItoa64, Values)
 {
     EXPECT_STREQ(sp_itoa64(0).tocs(), "0");
@@ -818,6 +1037,40 @@ TEST(ScanArgSwitch, StopAtSwitchLeavesNextSwitch)
     EXPECT_EQ(y.size(), 1);
     EXPECT_STREQ(y[0].tocs(), "b");
     EXPECT_EQ(a.pointers[4], nullptr);
+}
+
+TEST(ScanArgSwitch, OnlyTheFirstMatchAndNeverTheProgramName)
+{
+    Argv a({"/x", "/X", "1", "/x", "2"});
+    ArgSwitch x(a.argc(), a.argv(), "x", 1, true, true);
+    EXPECT_TRUE(static_cast<bool>(x));
+    EXPECT_EQ(x.size(), 1);
+    EXPECT_STREQ(x[0].tocs(), "1");
+    EXPECT_STREQ(x[-1].tocs(), "");
+    EXPECT_EQ(x.toInt(-1), 0);
+    EXPECT_STREQ(a.pointers[0], "/x");
+    EXPECT_EQ(a.pointers[1], nullptr);
+    EXPECT_STREQ(a.pointers[3], "/x");
+    EXPECT_STREQ(a.pointers[4], "2");
+
+    Argv b({"/q", "q"});
+    ArgSwitch q(b.argc(), b.argv(), "q", 1, false, false);
+    EXPECT_FALSE(static_cast<bool>(q));
+    EXPECT_STREQ(b.pointers[0], "/q");
+}
+
+TEST(ScanArgSwitch, ZeroOrNegativeMaxArgsTakesNothing)
+{
+    Argv a({"prog", "/z", "v", "/n", "w"});
+    ArgSwitch z(a.argc(), a.argv(), "z", 0, false, false);
+    EXPECT_TRUE(static_cast<bool>(z));
+    EXPECT_EQ(z.size(), 0);
+    EXPECT_EQ(z.getArgs(), nullptr);
+    EXPECT_STREQ(a.pointers[2], "v");
+    ArgSwitch n(a.argc(), a.argv(), "n", -3, false, false);
+    EXPECT_TRUE(static_cast<bool>(n));
+    EXPECT_EQ(n.size(), 0);
+    EXPECT_STREQ(a.pointers[4], "w");
 }
 
 TEST(ScanArgSwitch, WithoutStopTakesSwitches)
