@@ -187,6 +187,76 @@ TEST(MessageHandlerTest, RedirectToFileIsRefused)
     EXPECT_FALSE(f.redirectToFile(2, "x.log"));
 }
 
+TEST(MessageHandlerTest, FatalAloneIsAnErrorAndErrorsAloneAreNotFatal)
+{
+    NullMessageHandler fatal;
+    EXPECT_FALSE(fatal.hasErrors());
+    EXPECT_FALSE(fatal.hasFatal());
+    EXPECT_FALSE(fatal.hasWarnings());
+    fatal.rawOutput(MsgFatal, "x");
+    EXPECT_TRUE(fatal.hasErrors());
+    EXPECT_TRUE(fatal.hasFatal());
+    EXPECT_EQ(fatal.getErrorCount(), 0);
+
+    NullMessageHandler plain;
+    plain.error("e");
+    plain.warning("w");
+    plain.info("i");
+    plain.printf("p");
+    EXPECT_TRUE(plain.hasErrors());
+    EXPECT_FALSE(plain.hasFatal());
+    EXPECT_TRUE(plain.hasWarnings());
+    EXPECT_EQ(plain.getInfoCount(), 1);
+    EXPECT_EQ(plain.getPrintfCount(), 1);
+    EXPECT_EQ(plain.getFatalCount(), 0);
+    EXPECT_EQ(plain.getUnexpectedCount(), 0);
+}
+
+TEST(MessageHandlerTest, ShortFormsFormatOnlyTheirArguments)
+{
+    StringMessageHandler h;
+    h.error("%s %s", "one");
+    h.warning("%d %d", 1);
+    h.unexpected("%s/%s/%s", "a", "b", "c");
+    h.unexpected("none %d");
+    EXPECT_EQ(collected(h), (Strings{"Error : one <arg-missing>\n", "Warning : 1 <arg-missing>\n",
+                                     "Unexpected error, please contact support : a/b/c\n",
+                                     "Unexpected error, please contact support : none <arg-missing>\n"}));
+    EXPECT_EQ(h.getUnexpectedCount(), 2);
+}
+
+TEST(MessageHandlerTest, EveryPrefixThroughFormattedOutput)
+{
+    StringMessageHandler h;
+    h.formattedOutput(MsgError, "e");
+    h.formattedOutput(MsgWarning, "w");
+    h.formattedOutput(MsgUnexpected, "u");
+    h.formattedOutput(MsgInfo, "i");
+    h.formattedOutput(MsgPrintf, "p");
+    h.formattedOutput(MsgHtml, "h");
+    h.formattedOutput(MsgFatal, "f");
+    EXPECT_EQ(collected(h), (Strings{"Error : e\n", "Warning : w\n",
+                                     "Unexpected error, please contact support : u\n", "i\n", "p", "h",
+                                     "Fatal Error : f\n"}));
+    EXPECT_EQ(h.getErrorCount(), 1);
+    EXPECT_EQ(h.getWarningCount(), 1);
+    EXPECT_EQ(h.getUnexpectedCount(), 1);
+    EXPECT_EQ(h.getInfoCount(), 1);
+    EXPECT_EQ(h.getPrintfCount(), 2);
+    EXPECT_EQ(h.getFatalCount(), 1);
+}
+
+TEST(MessageHandlerTest, RawOutputOfUnknownKindPassesTheTextUncounted)
+{
+    RecordingHandler h;
+    h.rawOutput(static_cast<MessageType>(-1), "as is");
+    ASSERT_EQ(h.texts.size(), 1u);
+    EXPECT_EQ(h.texts[0], "as is");
+    EXPECT_EQ(h.getErrorCount() + h.getWarningCount() + h.getFatalCount() + h.getUnexpectedCount() +
+                  h.getPrintfCount() + h.getInfoCount(),
+              0);
+}
+
 // -------------------------------------------------------------------- fprintf
 
 TEST(MessageHandlerFprintf, StderrCountsAnErrorWithoutPrefix)
@@ -238,6 +308,16 @@ TEST(MessageHandlerFprintf, ArrayForm)
     EXPECT_EQ(h.texts, (Strings{"1 two 3.5 4 five", "none <arg-missing>"}));
 }
 
+TEST(MessageHandlerFprintf, StderrReachesAStringHandlerUnprefixed)
+{
+    StringMessageHandler h;
+    h.fprintf(stderr, "%s%%", "50");
+    EXPECT_EQ(collected(h), (Strings{"50%"}));
+    EXPECT_TRUE(h.hasErrors());
+    EXPECT_FALSE(h.hasFatal());
+    EXPECT_EQ(h.getPrintfCount(), 0);
+}
+
 // ----------------------------------------------------------------- outputFile
 
 TEST(MessageHandlerOutputFile, EachLineThroughPrintf)
@@ -250,6 +330,33 @@ TEST(MessageHandlerOutputFile, EachLineThroughPrintf)
     h.outputFile(nullptr);
     EXPECT_EQ(collected(h), (Strings{"l1\n", "\n", "l3\n"}));
     EXPECT_EQ(h.getPrintfCount(), 3);
+}
+
+TEST(MessageHandlerOutputFile, FinalLineFeedAddsNoLine)
+{
+    ScratchFile f;
+    std::fputs("a\nb\n", f.get());
+    std::rewind(f.get());
+    StringMessageHandler h;
+    h.outputFile(f.get());
+    EXPECT_EQ(collected(h), (Strings{"a\n", "b\n"}));
+    EXPECT_EQ(h.getPrintfCount(), 2);
+
+    ScratchFile empty;
+    StringMessageHandler none;
+    none.outputFile(empty.get());
+    EXPECT_TRUE(collected(none).empty());
+    EXPECT_EQ(none.getPrintfCount(), 0);
+}
+
+TEST(MessageHandlerOutputFile, PercentInALineIsText)
+{
+    ScratchFile f;
+    std::fputs("100% %d\n", f.get());
+    std::rewind(f.get());
+    StringMessageHandler h;
+    h.outputFile(f.get());
+    EXPECT_EQ(collected(h), (Strings{"100% %d\n"}));
 }
 
 // ------------------------------------------------------- the library handlers
@@ -293,6 +400,24 @@ TEST(FileMessageHandlerTest, ConsoleIsRefused)
     EXPECT_EQ(h.getFile(), nullptr);
     h.error("goes nowhere");
     EXPECT_EQ(h.getErrorCount(), 1);
+}
+
+TEST(FileMessageHandlerTest, StderrTextGoesToTheFileUnprefixed)
+{
+    ScratchFile f;
+    FileMessageHandler h;
+    h.attach(f.get());
+    h.fprintf(stderr, "raw %d", 1);
+    h.warning("w");
+    EXPECT_EQ(f.text(), "raw 1Warning : w\n");
+    EXPECT_EQ(h.getErrorCount(), 1);
+    EXPECT_EQ(h.getWarningCount(), 1);
+    EXPECT_EQ(h.getPrintfCount(), 2); // one for each write to the file
+    h.attach(nullptr);
+    EXPECT_EQ(h.getFile(), nullptr);
+    h.error("after detach");
+    EXPECT_EQ(f.text(), "raw 1Warning : w\n");
+    EXPECT_EQ(h.getPrintfCount(), 2);
 }
 
 TEST(StringMessageHandlerTest, CopySharesStringsNotCounters)
@@ -548,6 +673,27 @@ TEST(ErrorLists, AddErrorIgnoresCaseDuplicates)
     sp_AddError(nullptr, "ignored");
 }
 
+TEST(ErrorLists, AddErrorLooksThroughTheWholeList)
+{
+    YList<YString> list;
+    sp_AddError(&list, "first");
+    sp_AddError(&list, "second");
+    sp_AddError(&list, "third");
+    sp_AddError(&list, "FIRST");
+    sp_AddError(&list, "Second");
+    EXPECT_EQ(listTexts(list), (Strings{"third", "second", "first"}));
+    sp_AddError(&list, "first ");
+    EXPECT_EQ(list.getCount(), 4);
+    EXPECT_EQ(listTexts(list).front(), "first ");
+}
+
+TEST(ErrorLists, WriteErrorListPercentShowsPlaceholder)
+{
+    YList<YString> list;
+    sp_WriteErrorList(&list, "%s at %d%%", "R1");
+    EXPECT_EQ(listTexts(list), (Strings{"*** ERROR *** R1 at <arg-missing>%"}));
+}
+
 TEST(ErrorLists, NumbersWhateverTheLocale)
 {
     const std::string saved = std::setlocale(LC_NUMERIC, nullptr);
@@ -594,6 +740,43 @@ TEST(BoxedText, SeveralLines)
                         "***   two2   ***\n"
                         "***          ***\n"
                         "****************\n");
+}
+
+TEST(BoxedText, EmptyTextAndBlankLines)
+{
+    ScratchFile f;
+    sp_PrintBoxedText(f.get(), "", 12);
+    EXPECT_EQ(f.text(), "************\n"
+                        "***      ***\n"
+                        "***      ***\n"
+                        "************\n");
+    ScratchFile g;
+    sp_PrintBoxedText(g.get(), "a\n\nb", 12);
+    EXPECT_EQ(g.text(), "************\n"
+                        "***      ***\n"
+                        "***   a  ***\n"
+                        "***      ***\n"
+                        "***   b  ***\n"
+                        "***      ***\n"
+                        "************\n");
+    ScratchFile h;
+    sp_PrintBoxedText(h.get(), nullptr, 8);
+    EXPECT_EQ(h.text(), "********\n***  ***\n***  ***\n********\n");
+}
+
+TEST(BoxedText, OddAndShortPadding)
+{
+    ScratchFile f;
+    sp_PrintLineCentred(f.get(), "abcd", 10); // padding -1: none on either side
+    sp_PrintLineCentred(f.get(), "abc", 10);  // padding 0
+    sp_PrintLineCentred(f.get(), "ab", 10);   // padding 1: all on the right
+    sp_PrintLine(f.get(), "abc", 10);         // padding 0
+    sp_PrintSides(f.get(), 6);
+    EXPECT_EQ(f.text(), "*** abcd***\n"
+                        "*** abc***\n"
+                        "*** ab ***\n"
+                        "*** abc***\n"
+                        "******\n");
 }
 
 TEST(BoxedText, Pieces)
