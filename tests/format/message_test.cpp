@@ -520,6 +520,40 @@ TEST(MessageThreads, MessagesNeverInterleave)
     EXPECT_EQ(second.getPrintfCount() + second.getInfoCount(), threads / 2 * perThread);
 }
 
+TEST(MessageThreads, StringHandlerLosesNothingUnderContention)
+{
+    StringMessageHandler h;
+    const int threads = 4, perThread = 500;
+    std::vector<std::thread> pool;
+    for (int t = 0; t < threads; ++t)
+        pool.emplace_back([&h, t] {
+            for (int i = 0; i < perThread; ++i) {
+                if (i % 2 == 0)
+                    h.info("t%d m%d", t, i);
+                else
+                    h.warning("t%d m%d", t, i);
+            }
+        });
+    for (std::thread &th : pool)
+        th.join();
+    const Strings got = collected(h);
+    ASSERT_EQ(got.size(), static_cast<std::size_t>(threads * perThread));
+    std::vector<int> next(threads, 0);
+    for (const std::string &text : got) {
+        int t = -1, i = -1;
+        if (text.rfind("Warning : ", 0) == 0)
+            ASSERT_EQ(std::sscanf(text.c_str(), "Warning : t%d m%d", &t, &i), 2) << text;
+        else
+            ASSERT_EQ(std::sscanf(text.c_str(), "t%d m%d", &t, &i), 2) << text;
+        ASSERT_TRUE(t >= 0 && t < threads) << text;
+        EXPECT_EQ(i, next[t]) << text; // each thread's messages in its own order
+        next[t] = i + 1;
+        EXPECT_EQ(text.back(), '\n');
+    }
+    EXPECT_EQ(h.getInfoCount(), threads * perThread / 2);
+    EXPECT_EQ(h.getWarningCount(), threads * perThread / 2);
+}
+
 TEST(MessageThreads, FinalOutputMayReportAgain)
 {
     EchoHandler h;
