@@ -205,6 +205,27 @@ TEST(Registry, KeysAndNamesIgnoreCaseAndKeepTheirFirstSpelling)
     EXPECT_STREQ(value.tocs(), "x");
 }
 
+TEST(Registry, LocalMachineTellsWhetherTheKeyWasCreated)
+{
+    // A key of this process's own, so that a repeated run makes it afresh.
+    const std::string key = "Software\\MachineMade\\" + std::to_string(getpid());
+    bool created = false;
+    ASSERT_TRUE(sp_WriteLocalMachineValue(key.c_str(), "v", "1", &created));
+    EXPECT_TRUE(created);
+    created = true;
+    ASSERT_TRUE(sp_WriteLocalMachineValue(key.c_str(), "w", "2", &created));
+    EXPECT_FALSE(created);
+    YString value;
+    EXPECT_TRUE(sp_ReadLocalMachineValue(key.c_str(), "w", &value));
+    EXPECT_STREQ(value.tocs(), "2");
+    EXPECT_TRUE(sp_DeleteLocalMachineValue(key.c_str(), "v"));
+    EXPECT_FALSE(sp_ReadLocalMachineValue(key.c_str(), "v", &value));
+    EXPECT_STREQ(value.tocs(), "2");
+    EXPECT_FALSE(sp_DeleteLocalMachineValue(key.c_str(), "v"));
+    // Nothing of this reached the current user's root.
+    EXPECT_FALSE(sp_ReadCurrentUserValue(key.c_str(), "w", &value));
+}
+
 TEST(Registry, ParentsAreCreatedAndEmptyPartsIgnored)
 {
     sp_DeleteCurrentUserTree("Software\\Deep");
