@@ -126,10 +126,22 @@ bool nextValueToken(FILE *stream, char *token)
     return true;
 }
 
+// True when \p p starts with \p lower (lower-case letters), ignoring case.
+bool startsWithNoCase(const char *p, const char *lower)
+{
+    for (; *lower != 0; ++p, ++lower)
+        if (*p == 0 || (*p | 0x20) != *lower)
+            return false;
+    return true;
+}
+
 // Reads \p token as the C conversion "%lg" does, in the C locale: a numeric
-// start is converted. One case differs from strtod: a "0x" prefix with no hex
-// digit or point after it is no number for the conversion, while strtod
-// would take its "0".
+// start is converted. Two cases differ from strtod, which falls back on a
+// shorter number where the conversion, having read on, fails:
+//  - a "0x" prefix with no hex digit or point after it is no number, where
+//    strtod would take its "0";
+//  - "inf" followed by an "i" must go on to the whole "infinity": "infi" or
+//    "infinite" is no number, where strtod would take its "inf".
 bool readLg(const char *token, double *value)
 {
     const char *p = token;
@@ -141,6 +153,8 @@ bool readLg(const char *token, double *value)
         if (!hex && c != '.')
             return false;
     }
+    if (startsWithNoCase(p, "inf") && (p[3] == 'i' || p[3] == 'I') && !startsWithNoCase(p, "infinity"))
+        return false;
     char *end = nullptr;
     *value = kv::platform::strtodC(token, &end);
     return end != token;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cmath>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -881,6 +882,22 @@ TEST(ScanValuePairs, EmptyFileGivesAnEmptyArray)
     EXPECT_EQ(p.status, ValuePairsRising);
     Pairs one = readPairs("5");
     EXPECT_TRUE(one.values.empty());
+}
+
+TEST(ScanValuePairs, InfinityMustBeSpelledOutOnceBegun)
+{
+    // The conversion reads "inf", and on seeing an "i" after it wants the
+    // whole "infinity": a shorter run of it is no number at all.
+    Pairs p = readPairs("infi 1 INFIN 2 -infinite 3 infinit 0");
+    EXPECT_EQ(p.values, (std::vector<double>{1, 2, 3, 0}));
+    Pairs rest = readPairs("Infinity 2 infinityx 3 -INFx 4");
+    ASSERT_EQ(rest.values.size(), 6u);
+    EXPECT_TRUE(std::isinf(rest.values[0]) && rest.values[0] > 0);
+    EXPECT_EQ(rest.values[1], 2);
+    EXPECT_TRUE(std::isinf(rest.values[2]) && rest.values[2] > 0);
+    EXPECT_EQ(rest.values[3], 3);
+    EXPECT_TRUE(std::isinf(rest.values[4]) && rest.values[4] < 0);
+    EXPECT_EQ(rest.values[5], 4);
 }
 
 TEST(ScanValuePairs, DecimalPointWhateverTheLocale)
