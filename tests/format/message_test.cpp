@@ -257,6 +257,20 @@ TEST(MessageHandlerTest, RawOutputOfUnknownKindPassesTheTextUncounted)
               0);
 }
 
+TEST(MessageHandlerTest, LongMessagesAreKeptWhole)
+{
+    const std::string big(100000, 'x');
+    StringMessageHandler h;
+    h.error("%s", big.c_str());
+    h.printf("%s", big.c_str());
+    h.info(big.c_str());
+    EXPECT_EQ(collected(h), (Strings{"Error : " + big + "\n", big, big + "\n"}));
+    YList<YString> list;
+    sp_WriteErrorList(&list, "%s", big.c_str());
+    ASSERT_EQ(list.getCount(), 1);
+    EXPECT_EQ(std::string(list.first()->tocs()), "*** ERROR *** " + big);
+}
+
 // -------------------------------------------------------------------- fprintf
 
 TEST(MessageHandlerFprintf, StderrCountsAnErrorWithoutPrefix)
