@@ -434,6 +434,20 @@ TEST(FileMessageHandlerTest, StderrTextGoesToTheFileUnprefixed)
     EXPECT_EQ(h.getPrintfCount(), 2);
 }
 
+TEST(FileMessageHandlerTest, NeitherFlushesNorClosesTheFile)
+{
+    ScratchFile f;
+    {
+        FileMessageHandler h;
+        h.attach(f.get());
+        h.info("buffered");
+        EXPECT_EQ(readAll(f.path), ""); // still in the stream's buffer
+    }
+    // The handler has gone; the file is still the caller's and still open.
+    EXPECT_GE(std::fputs("more\n", f.get()), 0);
+    EXPECT_EQ(f.text(), "buffered\nmore\n");
+}
+
 TEST(StringMessageHandlerTest, CopySharesStringsNotCounters)
 {
     StringMessageHandler original;
