@@ -604,6 +604,32 @@ TEST(DefaultMessageHandler, WithoutApplicationMessagesVanish)
     EXPECT_EQ(h->getErrorCount(), before + 1);
 }
 
+KVTEST_CHILD(default_handler_console_silence)
+{
+    (void)args;
+    kv_error("kv_error %s", "text");
+    kv_printf("kv_printf %d\n", 1);
+    kv_fprintf(stdout, "kv_fprintf to stdout\n");
+    kv_fprintf(stderr, "kv_fprintf to stderr\n");
+    YArray<PrintfArg> list;
+    list.add(PrintfArg("array"));
+    kv_fprintf_array(stdout, "%s\n", list);
+    kv_fprintf_array(stderr, "%s\n", list);
+    sp_GetDefaultMessageHandler()->unexpected("unexpected");
+    std::fflush(stdout);
+    std::fflush(stderr);
+    return sp_GetDefaultMessageHandler()->getErrorCount() == 3 ? 0 : 10;
+}
+
+TEST(DefaultMessageHandler, WithoutApplicationNothingReachesTheConsole)
+{
+    auto child = kvtest::startChild("default_handler_console_silence");
+    ASSERT_TRUE(child->waitForFinished(30000));
+    EXPECT_EQ(child->exitCode(), 0);
+    EXPECT_EQ(child->readAllStandardOutput().toStdString(), "");
+    EXPECT_EQ(child->readAllStandardError().toStdString(), "");
+}
+
 TEST(DefaultMessageHandler, FprintfToAFileWritesItEvenWithoutApplication)
 {
     ScratchFile f;
