@@ -504,6 +504,16 @@ TEST(ScanSplitToken, NoSeparatorGivesTheRest)
     EXPECT_STREQ(out.tocs(), "abc");
 }
 
+TEST(ScanGetNonWS, HighByteIsNegativeAndOtherBlanksAreCharacters)
+{
+    const char *line = " \t\xE9\r";
+    const char *cursor = line;
+    EXPECT_EQ(sp_GetNonWS(&cursor), -23);
+    EXPECT_EQ(cursor, line + 3);
+    EXPECT_EQ(sp_GetNonWS(&cursor), '\r'); // only blanks and tabs are skipped
+    EXPECT_EQ(cursor, line + 4);
+}
+
 // ------------------------------------------------------ sp_ScanLine (in place)
 
 TEST(ScanLineInPlace, WritesTerminators)
@@ -1182,6 +1192,16 @@ TEST(ScanWordArray, TakesWhatSwitchesLeft)
     EXPECT_STREQ(words.string(4, "def"), "x");
     EXPECT_STREQ(words.string(5, "def"), "");
     EXPECT_STREQ(words.getFlattenedLine().tocs(), "run 10 4k7  x");
+}
+
+TEST(ScanWordArray, FlattenedLineHasNoQuoting)
+{
+    Argv a({"prog", "two words", "\"q\"", "x"});
+    a.pointers[3] = nullptr;
+    WordArray words(a.argc(), a.argv());
+    EXPECT_EQ(words.size(), 2);
+    EXPECT_STREQ(words.getFlattenedLine().tocs(), "two words \"q\"");
+    EXPECT_EQ(words.string(1, nullptr), a.pointers[2]); // the caller's own string, not a copy
 }
 
 TEST(ScanWordArray, ArgsAreEmpty)
