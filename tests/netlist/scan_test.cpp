@@ -777,6 +777,21 @@ TEST(ScanReadLine, CarriageReturnsMakeNoTextAndCountingGoesOn)
     EXPECT_STREQ(line.tocs(), "x");
 }
 
+TEST(ScanReadLine, LongBlankLinesAreSkippedWhole)
+{
+    const std::string content = std::string(1500, ' ') + "\n" + std::string(3000, '\t') + "\r\n" +
+                                std::string(2000, ' ') + "x\n" + std::string(1500, ' ');
+    TextFile f(content);
+    YString line;
+    int count = 0;
+    EXPECT_TRUE(sp_ReadNextNonBlankLine(f.get(), &line, &count));
+    EXPECT_EQ(std::string(line.tocs()), std::string(2000, ' ') + "x");
+    EXPECT_EQ(count, 3);
+    EXPECT_FALSE(sp_ReadNextNonBlankLine(f.get(), &line, &count));
+    EXPECT_EQ(std::string(line.tocs()), std::string(1500, ' '));
+    EXPECT_EQ(count, 3);
+}
+
 TEST(ScanReadLine, NextLineStartsEmptyEachTime)
 {
     TextFile f("first\n\n");
