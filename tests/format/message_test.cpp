@@ -71,6 +71,18 @@ public:
 
 // ------------------------------------------------------------ prefixes, counts
 
+TEST(MessageHandlerTest, KindsHaveTheirFixedValues)
+{
+    // The values travel between modules built apart: they never change.
+    EXPECT_EQ(static_cast<int>(MsgError), 0);
+    EXPECT_EQ(static_cast<int>(MsgWarning), 1);
+    EXPECT_EQ(static_cast<int>(MsgUnexpected), 2);
+    EXPECT_EQ(static_cast<int>(MsgInfo), 3);
+    EXPECT_EQ(static_cast<int>(MsgPrintf), 4);
+    EXPECT_EQ(static_cast<int>(MsgHtml), 5);
+    EXPECT_EQ(static_cast<int>(MsgFatal), 6);
+}
+
 TEST(MessageHandlerTest, ErrorIsPrefixedAndCounted)
 {
     StringMessageHandler h;

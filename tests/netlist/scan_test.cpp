@@ -828,6 +828,13 @@ Pairs readPairs(const std::string &content)
 
 } // namespace
 
+TEST(ScanValuePairs, StatusValues)
+{
+    EXPECT_EQ(static_cast<int>(ValuePairsRising), 0);
+    EXPECT_EQ(static_cast<int>(ValuePairsRepeatedX), 1);
+    EXPECT_EQ(static_cast<int>(ValuePairsDescendingX), 2);
+}
+
 TEST(ScanValuePairs, SeparatorsContinuationAndJunk)
 {
     Pairs p = readPairs("1, 2\n+ 3\t4\r\nabc 5 1k,,7 -");
