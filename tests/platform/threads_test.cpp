@@ -600,6 +600,18 @@ TEST(NamedMutex, NamesAreExactAndMayHoldAnyCharacter)
 
 // ------------------------------------------------------------- threads and processors
 
+TEST(Threads, StatusAndPriorityValuesAreFixed)
+{
+    EXPECT_EQ(static_cast<int>(MutexAcquired), 0);
+    EXPECT_EQ(static_cast<int>(MutexAbandoned), 1);
+    EXPECT_EQ(static_cast<int>(MutexTimedOut), 2);
+    EXPECT_EQ(static_cast<int>(MutexFailed), 3);
+    EXPECT_EQ(static_cast<int>(ThreadPriorityHigh), 0);
+    EXPECT_EQ(static_cast<int>(ThreadPriorityIdle), 1);
+    EXPECT_EQ(static_cast<int>(ThreadPriorityNormal), 2);
+    EXPECT_EQ(static_cast<int>(ThreadPriorityOther), 3);
+}
+
 TEST(Threads, ThreadIdsAndLiveness)
 {
     int self = sp_GetThreadId();
