@@ -319,6 +319,20 @@ TEST(MessageHandlerFprintf, OtherFileIsWrittenDirectly)
     EXPECT_EQ(h.getPrintfCount(), 2);
 }
 
+TEST(MessageHandlerFprintf, FailingWriteIsIgnoredButCounted)
+{
+    ScratchFile f;
+    std::FILE *readOnly = std::fopen(f.path.c_str(), "rb");
+    ASSERT_NE(readOnly, nullptr);
+    RecordingHandler h;
+    h.fprintf(readOnly, "lost %d", 1);
+    std::fclose(readOnly);
+    EXPECT_TRUE(h.texts.empty());
+    EXPECT_EQ(h.getPrintfCount(), 1);
+    EXPECT_FALSE(h.hasErrors());
+    EXPECT_EQ(f.text(), "");
+}
+
 TEST(MessageHandlerFprintf, ArrayForm)
 {
     RecordingHandler h;
