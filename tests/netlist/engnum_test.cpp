@@ -634,3 +634,111 @@ TEST(EngNumLocale, DecimalCommaLocaleChangesNothing)
               }()));
     std::setlocale(LC_ALL, "C");
 }
+
+TEST(EngNumParse, FractionDigitsAreAddedToTheSignedNumber)
+{
+    int used = 0;
+    // The digits are added before the multiplier, whatever the sign: -4 + 0.7.
+    EXPECT_DOUBLE_EQ(-3300.0, eng("-4k7", &used));
+    EXPECT_EQ(4, used);
+    // "mil" takes digits as the table's letters do.
+    EXPECT_DOUBLE_EQ(1.5 * 2.54e-5, eng("1mil5", &used));
+    EXPECT_EQ(5, used);
+    // An unknown letter in any case multiplies by 1 and takes digits too.
+    EXPECT_DOUBLE_EQ(2.25, eng("2X25", &used));
+    EXPECT_EQ(4, used);
+    // No digits after the suffix: nothing added, the end stays on the sign.
+    EXPECT_DOUBLE_EQ(1500.0, eng("1.5k-7", &used));
+    EXPECT_EQ(4, used);
+    // The PSpice dialect takes 'A' in either case with a multiplier of 1.
+    EXPECT_DOUBLE_EQ(1.5, pspice("1A5", &used));
+    EXPECT_EQ(3, used);
+    EXPECT_DOUBLE_EQ(1e-18, eng("1A", &used));
+    // "meg" wins over 'm' only when all three letters are there.
+    EXPECT_DOUBLE_EQ(1e-3, eng("1me", &used));
+    EXPECT_EQ(2, used);
+    EXPECT_DOUBLE_EQ(1e-3, eng("1mi", &used));
+    EXPECT_EQ(2, used);
+}
+
+TEST(EngNumToken, StepsOverTheUnitAfterMeg)
+{
+    char text[] = "1megohm rest";
+    char *cursor = text;
+    bool failed = true;
+    EXPECT_EQ(1e6, sp_GetEngToken(&cursor, &failed));
+    EXPECT_FALSE(failed);
+    EXPECT_EQ(text + 7, cursor);
+    EXPECT_EQ(' ', *cursor);
+}
+
+TEST(EngNumFormat, PercentBoundaries)
+{
+    // 0.001 is the smallest "%" value: 0.1%, three digits at most.
+    EXPECT_EQ("0.1%  ", str(sp_FormatEng(0.001, 6, true, false)));
+    // Just below it: parts per million.
+    EXPECT_EQ("999ppm", str(sp_FormatEng(0.000999, 6, true, false)));
+    // Just below 10: still a percentage.
+    EXPECT_EQ("999%  ", str(sp_FormatEng(9.99, 6, true, false)));
+    // Without usePercent the same values take the table's suffixes.
+    EXPECT_EQ("1m    ", str(sp_FormatEng(0.001, 6, false, false)));
+    EXPECT_EQ("999u  ", str(sp_FormatEng(0.000999, 6, false, false)));
+}
+
+TEST(EngNumFormat, ZeroPaddingOfANegativeValue)
+{
+    // Width 7: w = 6, one digit less for the suffix and one for the sign.
+    EXPECT_EQ("-1.500k", str(sp_FormatEng(-1500.0, 7, false, true)));
+    // A text with no point gets one before the zeros.
+    EXPECT_EQ("-2.00k", str(sp_FormatEng(-2000.0, 6, false, true)));
+}
+
+TEST(EngNumFormat, TheFloorOfTinyMagnitudesIsExclusive)
+{
+    // 1e-300 itself is not below the floor: group -100, suffix E-300.
+    EXPECT_EQ("1E-300  ", str(sp_FormatEng(1e-300, 8, false, false)));
+    // Below it a negative value keeps its sign on the zero: -1 x 0 is -0.
+    EXPECT_EQ("-0      ", str(sp_FormatEng(-1e-301, 8, false, false)));
+    EXPECT_EQ("0       ", str(sp_FormatEng(1e-301, 8, false, false)));
+}
+
+TEST(EngNumFormat, JSEngExponentOnlyAndGroupLimits)
+{
+    // exponentOnly writes the exponent even for group 0.
+    EXPECT_EQ("5E0", str(sp_ConvertRealToJSEng(5.0, 3, true)));
+    EXPECT_EQ("4.7E-3", str(sp_ConvertRealToJSEng(4.7e-3, 3, true)));
+    EXPECT_EQ("1Meg", str(sp_ConvertRealToJSEng(1e6, 3, false)));
+    EXPECT_EQ("1a", str(sp_ConvertRealToJSEng(1e-18, 3, false)));
+    EXPECT_EQ("1T", str(sp_ConvertRealToJSEng(1e12, 3, false)));
+    // Group -100 still takes one division; -101 takes three.
+    EXPECT_EQ("1E-300", str(sp_ConvertRealToJSEng(1e-300, 3, false)));
+    EXPECT_EQ("100E-303", str(sp_ConvertRealToJSEng(1e-301, 3, false)));
+    // There is no floor here, unlike sp_FormatEng.
+    EXPECT_EQ("-2E-306", str(sp_ConvertRealToJSEng(-2e-306, 3, false)));
+}
+
+TEST(EngNumMisc, VersionTextsOfTwoDigitsAndLess)
+{
+    EXPECT_EQ(".10", str(sp_ConvertVersionToString(10)));
+    EXPECT_EQ(".99", str(sp_ConvertVersionToString(99)));
+    EXPECT_EQ("1", str(sp_ConvertVersionToString(1)));
+    EXPECT_EQ("9", str(sp_ConvertVersionToString(9)));
+    EXPECT_EQ("83.00", str(sp_ConvertVersionToString(8300)));
+    // The reading stops two characters behind the first point, digits or not;
+    // the scale follows the digits among them.
+    EXPECT_EQ(830, sp_ConvertStringToVersion("8.3.1"));
+    EXPECT_EQ(820, sp_ConvertStringToVersion("8.2x5"));
+    EXPECT_EQ(800, sp_ConvertStringToVersion("8.xy5"));
+    EXPECT_EQ(825, sp_ConvertStringToVersion("8.25.7"));
+    EXPECT_EQ(5, sp_ConvertStringToVersion(".05"));
+    EXPECT_EQ(50, sp_ConvertStringToVersion(".5"));
+}
+
+TEST(EngNumMisc, ColoursInMixedCase)
+{
+    EXPECT_EQ(0xAB + 256 * 0xCD + 65536 * 0xEF, sp_ConvertHTMLcolourToRGB("#aBcDeF"));
+    EXPECT_EQ("#abcdef", str(sp_ConvertRGBcolourToHTML(0xEFCDAB)));
+    // Exactly six characters after the '#'.
+    EXPECT_EQ(0x010000, sp_ConvertHTMLcolourToRGB("#000001"));
+    EXPECT_EQ("#000000", str(sp_ConvertRGBcolourToHTML(0)));
+}
