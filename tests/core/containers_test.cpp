@@ -522,6 +522,34 @@ TEST(YArrayDataTest, GrowthTruncatesCapacityTimesGrowth)
     EXPECT_EQ(6, b.capacity);
 }
 
+TEST(YArrayDataTest, GrowthWithoutRoomFallsBackToOneMoreSlot)
+{
+    int items[4];
+    // Each factor gives no capacity above the count: the array grows by one.
+    for (double growth : {0.5, 1.0, 0.0, -2.0, -1e300, std::nan("")}) {
+        YArrayData a(2);
+        a.growth = growth;
+        a.addDataAt(&items[0], 0);
+        a.addDataAt(&items[1], 1);
+        EXPECT_EQ(2, a.capacity) << growth;
+        EXPECT_EQ(1, a.addDataAt(&items[2], 1)) << growth;
+        EXPECT_EQ(3, a.capacity) << growth;
+        EXPECT_EQ(3, a.count) << growth;
+        EXPECT_EQ(&items[0], a.data[0]) << growth;
+        EXPECT_EQ(&items[2], a.data[1]) << growth;
+        EXPECT_EQ(&items[1], a.data[2]) << growth;
+    }
+    // 1.9 x 2 = 3.8 is truncated to 3.
+    YArrayData c(2);
+    c.growth = 1.9;
+    c.addDataAt(&items[0], 0);
+    c.addDataAt(&items[1], 1);
+    c.addDataAt(&items[2], 2);
+    EXPECT_EQ(3, c.capacity);
+    c.addDataAt(&items[3], 3); // 3 x 1.9 = 5.7: 5
+    EXPECT_EQ(5, c.capacity);
+}
+
 TEST(YArrayDataTest, CheckAllocDiscardsAndMakesExactlyN)
 {
     int x = 0;
@@ -1385,6 +1413,24 @@ TEST(SetOperationsTest, UnionRemovesDuplicatesWithinOneSide)
     YHashTable<YString> result;
     sp_SetUnion(a, YHashTable<YString>(), &result);
     EXPECT_EQ(1, result.getCount());
+}
+
+TEST(SetOperationsTest, UnionTakesTheSecondSetInItsIterationOrder)
+{
+    // "q" and "Q" share a bucket; "Q", added last, is at its head and is met
+    // first, so its spelling stays.
+    YHashTable<YString> b;
+    b.add("q");
+    b.add("Q");
+    YHashTable<YString> result;
+    sp_SetUnion(YHashTable<YString>(), b, &result);
+    EXPECT_EQ((std::vector<std::string>{"Q"}), members(result));
+    // A value of the first set wins over the second's, whatever the order.
+    sp_SetUnion(setOf({"q"}), b, &result);
+    EXPECT_EQ((std::vector<std::string>{"q"}), members(result));
+    // The difference keeps the first set's spelling too.
+    sp_SetDifference(setOf({"Keep", "drop"}), setOf({"DROP"}), &result);
+    EXPECT_EQ((std::vector<std::string>{"Keep"}), members(result));
 }
 
 TEST(SetOperationsTest, IntersectAndDifference)
