@@ -1186,6 +1186,31 @@ TEST(CharQueueTest, AddMovesUnreadTextDownBeforeGrowing)
     EXPECT_STREQ("cdefghij", *q);
 }
 
+TEST(CharQueueTest, AddWithRoomLeavesTheReadSpaceAlone)
+{
+    CharQueue q(8);
+    q.append("abc");
+    EXPECT_EQ('a', q.pop());
+    q.add('d'); // length 3, below capacity - 1: nothing is moved
+    EXPECT_EQ(1, q.getReadPosition());
+    EXPECT_EQ(4, q.Buf::getLength());
+    EXPECT_EQ(3, q.getLength());
+    EXPECT_STREQ("bcd", *q);
+    EXPECT_STREQ("abcd", q.get());
+    EXPECT_EQ(8, q.getCapacity());
+    // Popping the last character leaves the storage until one more pop.
+    EXPECT_EQ('b', q.pop());
+    EXPECT_EQ('c', q.pop());
+    EXPECT_EQ('d', q.pop());
+    EXPECT_TRUE(q.isEmpty());
+    EXPECT_EQ(4, q.getReadPosition());
+    EXPECT_EQ(0, q.getLength());
+    EXPECT_EQ(0, q.pop());
+    EXPECT_EQ(0, q.pop()); // and again: still empty, still at 0
+    EXPECT_EQ(0, q.getReadPosition());
+    EXPECT_EQ(0, q.Buf::getLength());
+}
+
 TEST(CharQueueTest, FlushEmptiesAndResets)
 {
     CharQueue q;
