@@ -742,3 +742,45 @@ TEST(EngNumMisc, ColoursInMixedCase)
     EXPECT_EQ(0x010000, sp_ConvertHTMLcolourToRGB("#000001"));
     EXPECT_EQ("#000000", str(sp_ConvertRGBcolourToHTML(0)));
 }
+
+TEST(EngNumFormat, FormatNameBreaksAtTheEdgesOfTheField)
+{
+    char dest[16];
+    // A break at index width - 1 is seen: the field is full, the break in it.
+    YString atEdge("abcd.efg");
+    sp_FormatName(dest, 5, '.', &atEdge);
+    EXPECT_STREQ("abcd.", dest);
+    EXPECT_EQ("efg", str(atEdge));
+    // A break at index 1 is the first that counts.
+    YString early("a.bcdefg");
+    sp_FormatName(dest, 5, '.', &early);
+    EXPECT_STREQ("a.   ", dest);
+    EXPECT_EQ("bcdefg", str(early));
+    // Exactly width characters and no break: the last one goes back.
+    YString exact("abcde");
+    sp_FormatName(dest, 5, '.', &exact);
+    EXPECT_STREQ("abcd ", dest);
+    EXPECT_EQ("e", str(exact));
+    // An empty text gives a blank field and stays empty.
+    YString empty("");
+    sp_FormatName(dest, 4, '.', &empty);
+    EXPECT_STREQ("    ", dest);
+    EXPECT_EQ("", str(empty));
+    // Width 2 holds one character: "ab" keeps "b" back.
+    YString two("ab");
+    sp_FormatName(dest, 2, '.', &two);
+    EXPECT_STREQ("a ", dest);
+    EXPECT_EQ("b", str(two));
+}
+
+TEST(EngNumFormat, SmallPrecisionsAndTheSignAsymmetry)
+{
+    // Width 4: three characters less the suffix is two digits, raised to 3;
+    // the text then outgrows the field, which is not cut.
+    EXPECT_EQ("1.23m", str(sp_FormatEng(1.23456e-3, 4, false, false)));
+    // The unpadded form raises a small precision only for a positive value:
+    // a negative one keeps its single digit.
+    EXPECT_EQ("123k", str(sp_ConvertRealToJSEng(123456.0, 2, false)));
+    EXPECT_EQ("-1e+02k", str(sp_ConvertRealToJSEng(-123456.0, 1, false)));
+    EXPECT_EQ("-1.2k", str(sp_ConvertRealToJSEng(-1234.0, 2, false)));
+}
