@@ -784,3 +784,52 @@ TEST(EngNumFormat, SmallPrecisionsAndTheSignAsymmetry)
     EXPECT_EQ("-1e+02k", str(sp_ConvertRealToJSEng(-123456.0, 1, false)));
     EXPECT_EQ("-1.2k", str(sp_ConvertRealToJSEng(-1234.0, 2, false)));
 }
+
+TEST(EngNumToken, RefusedFormsAndUnitsAfterTheNumber)
+{
+    bool failed = false;
+    // "inf" takes nothing: a failure, the cursor stays.
+    char inf[] = "inf";
+    char *cursor = inf;
+    EXPECT_EQ(0.0, sp_GetEngToken(&cursor, &failed));
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(inf, cursor);
+    // Hexadecimal takes its '0'; the 'x' then goes as a unit letter.
+    char hex[] = "0x10";
+    cursor = hex;
+    EXPECT_EQ(0.0, sp_GetEngToken(&cursor, &failed));
+    EXPECT_FALSE(failed);
+    EXPECT_EQ(hex + 2, cursor);
+    // "4k7uF": the parser stops on 'u', the unit run takes "uF".
+    char cap[] = "4k7uF;";
+    cursor = cap;
+    EXPECT_EQ(4700.0, sp_GetEngToken(&cursor, &failed));
+    EXPECT_EQ(';', *cursor);
+    // Digits after the unit stay.
+    char volts[] = "5V_DC12";
+    cursor = volts;
+    EXPECT_EQ(5.0, sp_GetEngToken(&cursor, &failed));
+    EXPECT_EQ('1', *cursor);
+}
+
+TEST(EngNumMisc, VerilogPrecisionDecadeEdges)
+{
+    // Each decade runs from above 0.9999 x 10^k up to 9.999 x 10^k.
+    EXPECT_EQ("", str(sp_GetVlPrecStringFromResolution(0.9999e-15)));
+    EXPECT_EQ("1fs", str(sp_GetVlPrecStringFromResolution(9.999e-15)));
+    EXPECT_EQ("10fs", str(sp_GetVlPrecStringFromResolution(1e-14)));
+    EXPECT_EQ("100fs", str(sp_GetVlPrecStringFromResolution(5e-13)));
+    EXPECT_EQ("1ps", str(sp_GetVlPrecStringFromResolution(1e-12)));
+    EXPECT_EQ("100ps", str(sp_GetVlPrecStringFromResolution(1e-10)));
+    EXPECT_EQ("10ns", str(sp_GetVlPrecStringFromResolution(1e-8)));
+    EXPECT_EQ("100ns", str(sp_GetVlPrecStringFromResolution(1e-7)));
+    EXPECT_EQ("1us", str(sp_GetVlPrecStringFromResolution(1e-6)));
+    EXPECT_EQ("10us", str(sp_GetVlPrecStringFromResolution(1e-5)));
+    EXPECT_EQ("1ms", str(sp_GetVlPrecStringFromResolution(1e-3)));
+    EXPECT_EQ("10ms", str(sp_GetVlPrecStringFromResolution(1e-2)));
+    EXPECT_EQ("100ms", str(sp_GetVlPrecStringFromResolution(0.1)));
+    EXPECT_EQ("1s", str(sp_GetVlPrecStringFromResolution(9.999)));
+    EXPECT_EQ("10s", str(sp_GetVlPrecStringFromResolution(9.9995)));
+    EXPECT_EQ("10s", str(sp_GetVlPrecStringFromResolution(10.0)));
+    EXPECT_EQ("", str(sp_GetVlPrecStringFromResolution(HUGE_VAL)));
+}
