@@ -1549,6 +1549,19 @@ TEST(TokenizeTest, FailedPartialMatchDoesNotRetryTheFirstCharacter)
     EXPECT_EQ((Tokens{"aa"}), byText("aaab", "ab"));
 }
 
+TEST(TokenizeTest, TextDelimiterMatchesFromLeftWithoutOverlap)
+{
+    // "::" is found at 1-2; the third ':' starts a match that 'b' breaks.
+    EXPECT_EQ((Tokens{"a", ":b"}), byText("a:::b", "::"));
+    // A delimiter cut off at the end is part of the last token.
+    EXPECT_EQ((Tokens{"a:"}), byText("a:", "::"));
+    // The whole text is one delimiter: one empty token, no empty last one.
+    EXPECT_EQ((Tokens{""}), byText("::", "::"));
+    EXPECT_EQ((Tokens{"", ""}), byText("::::", "::"));
+    // The char form treats a repeated delimiter as one.
+    EXPECT_EQ((Tokens{"a", "b"}), byChar("a:::b", ':'));
+}
+
 TEST(TokenizeTest, EmptyDelimiterNeverMatches)
 {
     EXPECT_EQ((Tokens{"a,b"}), byText("a,b", ""));
