@@ -448,6 +448,30 @@ TEST(DynFuncTest, UnresolvedListIsAppendedTo)
     EXPECT_TRUE(found);
 }
 
+TEST(DynFuncTest, RecordsKeepWhatWasGivenAtRegistration)
+{
+    RegisterDynFuncDef def("kvtestGetters", doubleFn, "def.cpp", 33);
+    EXPECT_STREQ("kvtestGetters", def.getName());
+    EXPECT_EQ(reinterpret_cast<void *>(doubleFn), def.getAddress());
+    EXPECT_STREQ("def.cpp", def.getSourceFile().tocs());
+    EXPECT_EQ(33, def.getSourceLine());
+    // The definition's module is the one that holds the function: this program.
+    const std::string self = QFileInfo(QString::fromStdString(kvtest::selfPath())).canonicalFilePath().toStdString();
+    EXPECT_EQ(self, QFileInfo(QString(def.getDll().tocs())).canonicalFilePath().toStdString());
+
+    RegisterDynFuncDef bare("kvtestGettersBare", tenFn);
+    EXPECT_TRUE(bare.getSourceFile().isEmpty());
+    EXPECT_EQ(-1, bare.getSourceLine());
+
+    IntFn fn = fallbackFn;
+    RegisterDynFuncCall call(&fn, "kvtestGetters", "call.cpp", 44);
+    EXPECT_STREQ("kvtestGetters", call.getName());
+    EXPECT_STREQ("call.cpp", call.getSourceFile().tocs());
+    EXPECT_EQ(44, call.getSourceLine());
+    EXPECT_FALSE(call.isUnresolved());
+    EXPECT_TRUE(call.getDll().isEmpty()); // a pointer on the stack is in no module
+}
+
 TEST(DynFuncTest, ReportRowHashIsTheSumOfItsFields)
 {
     DynamicFunctionInfo info;
