@@ -833,3 +833,13 @@ TEST(EngNumMisc, VerilogPrecisionDecadeEdges)
     EXPECT_EQ("10s", str(sp_GetVlPrecStringFromResolution(10.0)));
     EXPECT_EQ("", str(sp_GetVlPrecStringFromResolution(HUGE_VAL)));
 }
+
+TEST(EngNumFormat, NegativeZero)
+{
+    // -0 is not negative: no sign is taken off, and it prints as zero.
+    EXPECT_EQ("0     ", str(sp_FormatEng(-0.0, 6, false, false)));
+    EXPECT_EQ("0", str(sp_ConvertRealToJSEng(-0.0, 3, false)));
+    // The plain form prints what %g gives, with the precision of a value of
+    // at least 0.
+    EXPECT_EQ("-0    ", str(sp_FormatReal(-0.0, 6, false)));
+}
