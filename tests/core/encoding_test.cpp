@@ -288,6 +288,15 @@ UTF8DetectEncoding detect(const char *bytes, int n)
 
 } // namespace
 
+TEST(UTF8Detect, EncodingValuesAreFixed)
+{
+    // The values are stored and exchanged as plain integers.
+    EXPECT_EQ(0, static_cast<int>(Utf8DetectAscii));
+    EXPECT_EQ(1, static_cast<int>(Utf8DetectUtf8));
+    EXPECT_EQ(2, static_cast<int>(Utf8DetectUtf8Extended));
+    EXPECT_EQ(3, static_cast<int>(Utf8DetectNotUtf8));
+}
+
 TEST(UTF8Detect, Basics)
 {
     UTF8Detect fresh;
