@@ -98,8 +98,10 @@ KVSUPPORT_API YString sp_GetVlPrecStringFromResolution(double resolution);
 
 /// Version text to an integer with two decimals: "8.20" is 820, "8.2" is
 /// 820, "8" is 800 and "8.25" is 825. Decimal digits are added up and every
-/// other character is ignored; reading stops after two digits behind the
-/// first '.'. Empty text gives 0; a value beyond 2147483647 saturates.
+/// other character is ignored; reading stops two characters behind the
+/// first '.', whatever they are ("8.3.1" is 830), and the scale follows the
+/// digits among them. Empty text gives 0; a value beyond 2147483647
+/// saturates.
 KVSUPPORT_API int sp_ConvertStringToVersion(const YString &text);
 
 /// Integer version to text with a point before the last two digits: 820 is

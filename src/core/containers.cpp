@@ -57,10 +57,15 @@ int YArrayData::addDataAt(void *item, int index)
     if (index > count)
         index = count;
     if (count >= capacity) {
-        double grown = capacity * growth;
-        int newCapacity = grown < static_cast<double>(INT_MAX) ? static_cast<int>(grown) : INT_MAX;
-        if (count >= newCapacity)
-            newCapacity = count + 1;
+        // growth is a public field: a factor that gives no room (below 1,
+        // negative or NaN) falls back to one more slot, and only a value in
+        // range is truncated to int.
+        const double grown = capacity * growth;
+        int newCapacity = count + 1;
+        if (grown >= static_cast<double>(INT_MAX))
+            newCapacity = INT_MAX;
+        else if (grown > static_cast<double>(count + 1))
+            newCapacity = static_cast<int>(grown);
         void **fresh = newPointerArray(newCapacity);
         std::memcpy(fresh, data, sizeof(void *) * static_cast<std::size_t>(count));
         delete[] data;

@@ -328,12 +328,18 @@ YString sp_GetVlPrecStringFromResolution(double resolution)
 int sp_ConvertStringToVersion(const YString &text)
 {
     long long value = 0;
-    int decimals = -1; // -1 until the first '.'
-    for (const char *p = text.tocs(); *p != 0 && decimals < 2; ++p) {
-        if (*p == '.' && decimals < 0) {
+    int decimals = -1; // digits read behind the first '.'; -1 before it
+    int behind = -1;   // characters of any kind behind the first '.'
+    for (const char *p = text.tocs(); *p != 0 && behind < 2; ++p) {
+        if (*p == '.' && behind < 0) {
             decimals = 0;
+            behind = 0;
             continue;
         }
+        // The reading stops two characters behind the point, whatever
+        // they are: "8.3.1" is 830, not 831.
+        if (behind >= 0)
+            ++behind;
         if (!isAsciiDigit(static_cast<unsigned char>(*p)))
             continue;
         if (value <= INT_MAX)

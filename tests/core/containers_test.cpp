@@ -522,6 +522,34 @@ TEST(YArrayDataTest, GrowthTruncatesCapacityTimesGrowth)
     EXPECT_EQ(6, b.capacity);
 }
 
+TEST(YArrayDataTest, GrowthWithoutRoomFallsBackToOneMoreSlot)
+{
+    int items[4];
+    // Each factor gives no capacity above the count: the array grows by one.
+    for (double growth : {0.5, 1.0, 0.0, -2.0, -1e300, std::nan("")}) {
+        YArrayData a(2);
+        a.growth = growth;
+        a.addDataAt(&items[0], 0);
+        a.addDataAt(&items[1], 1);
+        EXPECT_EQ(2, a.capacity) << growth;
+        EXPECT_EQ(1, a.addDataAt(&items[2], 1)) << growth;
+        EXPECT_EQ(3, a.capacity) << growth;
+        EXPECT_EQ(3, a.count) << growth;
+        EXPECT_EQ(&items[0], a.data[0]) << growth;
+        EXPECT_EQ(&items[2], a.data[1]) << growth;
+        EXPECT_EQ(&items[1], a.data[2]) << growth;
+    }
+    // 1.9 x 2 = 3.8 is truncated to 3.
+    YArrayData c(2);
+    c.growth = 1.9;
+    c.addDataAt(&items[0], 0);
+    c.addDataAt(&items[1], 1);
+    c.addDataAt(&items[2], 2);
+    EXPECT_EQ(3, c.capacity);
+    c.addDataAt(&items[3], 3); // 3 x 1.9 = 5.7: 5
+    EXPECT_EQ(5, c.capacity);
+}
+
 TEST(YArrayDataTest, CheckAllocDiscardsAndMakesExactlyN)
 {
     int x = 0;
@@ -1158,6 +1186,31 @@ TEST(CharQueueTest, AddMovesUnreadTextDownBeforeGrowing)
     EXPECT_STREQ("cdefghij", *q);
 }
 
+TEST(CharQueueTest, AddWithRoomLeavesTheReadSpaceAlone)
+{
+    CharQueue q(8);
+    q.append("abc");
+    EXPECT_EQ('a', q.pop());
+    q.add('d'); // length 3, below capacity - 1: nothing is moved
+    EXPECT_EQ(1, q.getReadPosition());
+    EXPECT_EQ(4, q.Buf::getLength());
+    EXPECT_EQ(3, q.getLength());
+    EXPECT_STREQ("bcd", *q);
+    EXPECT_STREQ("abcd", q.get());
+    EXPECT_EQ(8, q.getCapacity());
+    // Popping the last character leaves the storage until one more pop.
+    EXPECT_EQ('b', q.pop());
+    EXPECT_EQ('c', q.pop());
+    EXPECT_EQ('d', q.pop());
+    EXPECT_TRUE(q.isEmpty());
+    EXPECT_EQ(4, q.getReadPosition());
+    EXPECT_EQ(0, q.getLength());
+    EXPECT_EQ(0, q.pop());
+    EXPECT_EQ(0, q.pop()); // and again: still empty, still at 0
+    EXPECT_EQ(0, q.getReadPosition());
+    EXPECT_EQ(0, q.Buf::getLength());
+}
+
 TEST(CharQueueTest, FlushEmptiesAndResets)
 {
     CharQueue q;
@@ -1387,6 +1440,24 @@ TEST(SetOperationsTest, UnionRemovesDuplicatesWithinOneSide)
     EXPECT_EQ(1, result.getCount());
 }
 
+TEST(SetOperationsTest, UnionTakesTheSecondSetInItsIterationOrder)
+{
+    // "q" and "Q" share a bucket; "Q", added last, is at its head and is met
+    // first, so its spelling stays.
+    YHashTable<YString> b;
+    b.add("q");
+    b.add("Q");
+    YHashTable<YString> result;
+    sp_SetUnion(YHashTable<YString>(), b, &result);
+    EXPECT_EQ((std::vector<std::string>{"Q"}), members(result));
+    // A value of the first set wins over the second's, whatever the order.
+    sp_SetUnion(setOf({"q"}), b, &result);
+    EXPECT_EQ((std::vector<std::string>{"q"}), members(result));
+    // The difference keeps the first set's spelling too.
+    sp_SetDifference(setOf({"Keep", "drop"}), setOf({"DROP"}), &result);
+    EXPECT_EQ((std::vector<std::string>{"Keep"}), members(result));
+}
+
 TEST(SetOperationsTest, IntersectAndDifference)
 {
     YHashTable<YString> result;
@@ -1476,6 +1547,19 @@ TEST(TokenizeTest, FailedPartialMatchDoesNotRetryTheFirstCharacter)
     EXPECT_EQ((Tokens{"aab"}), byText("aab", "ab"));
     EXPECT_EQ((Tokens{"x", "y"}), byText("xaby", "ab"));
     EXPECT_EQ((Tokens{"aa"}), byText("aaab", "ab"));
+}
+
+TEST(TokenizeTest, TextDelimiterMatchesFromLeftWithoutOverlap)
+{
+    // "::" is found at 1-2; the third ':' starts a match that 'b' breaks.
+    EXPECT_EQ((Tokens{"a", ":b"}), byText("a:::b", "::"));
+    // A delimiter cut off at the end is part of the last token.
+    EXPECT_EQ((Tokens{"a:"}), byText("a:", "::"));
+    // The whole text is one delimiter: one empty token, no empty last one.
+    EXPECT_EQ((Tokens{""}), byText("::", "::"));
+    EXPECT_EQ((Tokens{"", ""}), byText("::::", "::"));
+    // The char form treats a repeated delimiter as one.
+    EXPECT_EQ((Tokens{"a", "b"}), byChar("a:::b", ':'));
 }
 
 TEST(TokenizeTest, EmptyDelimiterNeverMatches)

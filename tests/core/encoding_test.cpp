@@ -288,6 +288,15 @@ UTF8DetectEncoding detect(const char *bytes, int n)
 
 } // namespace
 
+TEST(UTF8Detect, EncodingValuesAreFixed)
+{
+    // The values are stored and exchanged as plain integers.
+    EXPECT_EQ(0, static_cast<int>(Utf8DetectAscii));
+    EXPECT_EQ(1, static_cast<int>(Utf8DetectUtf8));
+    EXPECT_EQ(2, static_cast<int>(Utf8DetectUtf8Extended));
+    EXPECT_EQ(3, static_cast<int>(Utf8DetectNotUtf8));
+}
+
 TEST(UTF8Detect, Basics)
 {
     UTF8Detect fresh;
@@ -314,6 +323,52 @@ TEST(UTF8Detect, SequenceLengthsAreCounted)
     EXPECT_EQ(Utf8DetectUtf8Extended, detect("\xfc\x84\x80\x80\x80\x80" "A", 7));
     EXPECT_EQ(Utf8DetectNotUtf8, detect("\xfc\x84\x80\x80\x80" "A", 6));
     EXPECT_EQ(Utf8DetectNotUtf8, detect("\xfc\x84\x80\x80\x80\x80\x80", 7));
+}
+
+TEST(UTF8Detect, LeadBytesAtTheEdgesOfEachForm)
+{
+    // 110xxxxx, 1110xxxx and 11110xxx at both ends of their ranges.
+    EXPECT_EQ(Utf8DetectUtf8, detect("\xc0\xbf", 2));
+    EXPECT_EQ(Utf8DetectUtf8, detect("\xdf\xbf", 2));
+    EXPECT_EQ(Utf8DetectUtf8, detect("\xe0\x80\x80", 3));
+    EXPECT_EQ(Utf8DetectUtf8, detect("\xef\xbf\xbf", 3));
+    EXPECT_EQ(Utf8DetectUtf8, detect("\xf7\xbf\xbf\xbf", 4));
+    // 111110xx: five bytes; 1111110x: six.
+    EXPECT_EQ(Utf8DetectUtf8Extended, detect("\xfb\x80\x80\x80\x80" "A", 6));
+    EXPECT_EQ(Utf8DetectNotUtf8, detect("\xfb\x80\x80\x80\x80\x80", 6));
+    EXPECT_EQ(Utf8DetectUtf8Extended, detect("\xfd\x80\x80\x80\x80\x80" "A", 7));
+    // A lead byte sets the encoding at once: a lone lead at the end counts.
+    EXPECT_EQ(Utf8DetectUtf8, detect("\xc3", 1));
+    EXPECT_EQ(Utf8DetectUtf8, detect("\xf0", 1));
+    EXPECT_EQ(Utf8DetectUtf8Extended, detect("\xf8", 1));
+    EXPECT_EQ(Utf8DetectUtf8Extended, detect("\xfc", 1));
+    // A lead byte where a continuation is due is no continuation.
+    EXPECT_EQ(Utf8DetectNotUtf8, detect("\xc3\xc3", 2));
+    EXPECT_EQ(Utf8DetectNotUtf8, detect("\xe2\x82\xe2", 3));
+    EXPECT_EQ(Utf8DetectNotUtf8, detect("\xc3\x00", 2));
+    // 0xBF is the last continuation byte and no lead.
+    EXPECT_EQ(Utf8DetectNotUtf8, detect("\xbf", 1));
+}
+
+TEST(UTF8Detect, ResetInsideASequenceStartsAfresh)
+{
+    UTF8Detect d;
+    d.add(0xE2);
+    d.add(0x82);
+    EXPECT_EQ(Utf8DetectUtf8, d.getEncoding());
+    d.reset();
+    EXPECT_EQ(Utf8DetectAscii, d.getEncoding());
+    d.add('A'); // at the start of a character again, not a bad continuation
+    EXPECT_EQ(Utf8DetectAscii, d.getEncoding());
+    d.add(0x80); // and a continuation byte is out of place there
+    EXPECT_EQ(Utf8DetectNotUtf8, d.getEncoding());
+
+    UTF8Detect e;
+    e.add(0xF8);
+    e.reset();
+    e.add(0xC3);
+    e.add(0xA9);
+    EXPECT_EQ(Utf8DetectUtf8, e.getEncoding()); // the extended mark went too
 }
 
 TEST(UTF8Detect, CutOffAndUncheckedForms)

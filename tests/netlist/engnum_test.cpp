@@ -634,3 +634,212 @@ TEST(EngNumLocale, DecimalCommaLocaleChangesNothing)
               }()));
     std::setlocale(LC_ALL, "C");
 }
+
+TEST(EngNumParse, FractionDigitsAreAddedToTheSignedNumber)
+{
+    int used = 0;
+    // The digits are added before the multiplier, whatever the sign: -4 + 0.7.
+    EXPECT_DOUBLE_EQ(-3300.0, eng("-4k7", &used));
+    EXPECT_EQ(4, used);
+    // "mil" takes digits as the table's letters do.
+    EXPECT_DOUBLE_EQ(1.5 * 2.54e-5, eng("1mil5", &used));
+    EXPECT_EQ(5, used);
+    // An unknown letter in any case multiplies by 1 and takes digits too.
+    EXPECT_DOUBLE_EQ(2.25, eng("2X25", &used));
+    EXPECT_EQ(4, used);
+    // No digits after the suffix: nothing added, the end stays on the sign.
+    EXPECT_DOUBLE_EQ(1500.0, eng("1.5k-7", &used));
+    EXPECT_EQ(4, used);
+    // The PSpice dialect takes 'A' in either case with a multiplier of 1.
+    EXPECT_DOUBLE_EQ(1.5, pspice("1A5", &used));
+    EXPECT_EQ(3, used);
+    EXPECT_DOUBLE_EQ(1e-18, eng("1A", &used));
+    // "meg" wins over 'm' only when all three letters are there.
+    EXPECT_DOUBLE_EQ(1e-3, eng("1me", &used));
+    EXPECT_EQ(2, used);
+    EXPECT_DOUBLE_EQ(1e-3, eng("1mi", &used));
+    EXPECT_EQ(2, used);
+}
+
+TEST(EngNumToken, StepsOverTheUnitAfterMeg)
+{
+    char text[] = "1megohm rest";
+    char *cursor = text;
+    bool failed = true;
+    EXPECT_EQ(1e6, sp_GetEngToken(&cursor, &failed));
+    EXPECT_FALSE(failed);
+    EXPECT_EQ(text + 7, cursor);
+    EXPECT_EQ(' ', *cursor);
+}
+
+TEST(EngNumFormat, PercentBoundaries)
+{
+    // 0.001 is the smallest "%" value: 0.1%, three digits at most.
+    EXPECT_EQ("0.1%  ", str(sp_FormatEng(0.001, 6, true, false)));
+    // Just below it: parts per million.
+    EXPECT_EQ("999ppm", str(sp_FormatEng(0.000999, 6, true, false)));
+    // Just below 10: still a percentage.
+    EXPECT_EQ("999%  ", str(sp_FormatEng(9.99, 6, true, false)));
+    // Without usePercent the same values take the table's suffixes.
+    EXPECT_EQ("1m    ", str(sp_FormatEng(0.001, 6, false, false)));
+    EXPECT_EQ("999u  ", str(sp_FormatEng(0.000999, 6, false, false)));
+}
+
+TEST(EngNumFormat, ZeroPaddingOfANegativeValue)
+{
+    // Width 7: w = 6, one digit less for the suffix and one for the sign.
+    EXPECT_EQ("-1.500k", str(sp_FormatEng(-1500.0, 7, false, true)));
+    // A text with no point gets one before the zeros.
+    EXPECT_EQ("-2.00k", str(sp_FormatEng(-2000.0, 6, false, true)));
+}
+
+TEST(EngNumFormat, TheFloorOfTinyMagnitudesIsExclusive)
+{
+    // 1e-300 itself is not below the floor: group -100, suffix E-300.
+    EXPECT_EQ("1E-300  ", str(sp_FormatEng(1e-300, 8, false, false)));
+    // Below it a negative value keeps its sign on the zero: -1 x 0 is -0.
+    EXPECT_EQ("-0      ", str(sp_FormatEng(-1e-301, 8, false, false)));
+    EXPECT_EQ("0       ", str(sp_FormatEng(1e-301, 8, false, false)));
+}
+
+TEST(EngNumFormat, JSEngExponentOnlyAndGroupLimits)
+{
+    // exponentOnly writes the exponent even for group 0.
+    EXPECT_EQ("5E0", str(sp_ConvertRealToJSEng(5.0, 3, true)));
+    EXPECT_EQ("4.7E-3", str(sp_ConvertRealToJSEng(4.7e-3, 3, true)));
+    EXPECT_EQ("1Meg", str(sp_ConvertRealToJSEng(1e6, 3, false)));
+    EXPECT_EQ("1a", str(sp_ConvertRealToJSEng(1e-18, 3, false)));
+    EXPECT_EQ("1T", str(sp_ConvertRealToJSEng(1e12, 3, false)));
+    // Group -100 still takes one division; -101 takes three.
+    EXPECT_EQ("1E-300", str(sp_ConvertRealToJSEng(1e-300, 3, false)));
+    EXPECT_EQ("100E-303", str(sp_ConvertRealToJSEng(1e-301, 3, false)));
+    // There is no floor here, unlike sp_FormatEng.
+    EXPECT_EQ("-2E-306", str(sp_ConvertRealToJSEng(-2e-306, 3, false)));
+}
+
+TEST(EngNumMisc, VersionTextsOfTwoDigitsAndLess)
+{
+    EXPECT_EQ(".10", str(sp_ConvertVersionToString(10)));
+    EXPECT_EQ(".99", str(sp_ConvertVersionToString(99)));
+    EXPECT_EQ("1", str(sp_ConvertVersionToString(1)));
+    EXPECT_EQ("9", str(sp_ConvertVersionToString(9)));
+    EXPECT_EQ("83.00", str(sp_ConvertVersionToString(8300)));
+    // The reading stops two characters behind the first point, digits or not;
+    // the scale follows the digits among them.
+    EXPECT_EQ(830, sp_ConvertStringToVersion("8.3.1"));
+    EXPECT_EQ(820, sp_ConvertStringToVersion("8.2x5"));
+    EXPECT_EQ(800, sp_ConvertStringToVersion("8.xy5"));
+    EXPECT_EQ(825, sp_ConvertStringToVersion("8.25.7"));
+    EXPECT_EQ(5, sp_ConvertStringToVersion(".05"));
+    EXPECT_EQ(50, sp_ConvertStringToVersion(".5"));
+}
+
+TEST(EngNumMisc, ColoursInMixedCase)
+{
+    EXPECT_EQ(0xAB + 256 * 0xCD + 65536 * 0xEF, sp_ConvertHTMLcolourToRGB("#aBcDeF"));
+    EXPECT_EQ("#abcdef", str(sp_ConvertRGBcolourToHTML(0xEFCDAB)));
+    // Exactly six characters after the '#'.
+    EXPECT_EQ(0x010000, sp_ConvertHTMLcolourToRGB("#000001"));
+    EXPECT_EQ("#000000", str(sp_ConvertRGBcolourToHTML(0)));
+}
+
+TEST(EngNumFormat, FormatNameBreaksAtTheEdgesOfTheField)
+{
+    char dest[16];
+    // A break at index width - 1 is seen: the field is full, the break in it.
+    YString atEdge("abcd.efg");
+    sp_FormatName(dest, 5, '.', &atEdge);
+    EXPECT_STREQ("abcd.", dest);
+    EXPECT_EQ("efg", str(atEdge));
+    // A break at index 1 is the first that counts.
+    YString early("a.bcdefg");
+    sp_FormatName(dest, 5, '.', &early);
+    EXPECT_STREQ("a.   ", dest);
+    EXPECT_EQ("bcdefg", str(early));
+    // Exactly width characters and no break: the last one goes back.
+    YString exact("abcde");
+    sp_FormatName(dest, 5, '.', &exact);
+    EXPECT_STREQ("abcd ", dest);
+    EXPECT_EQ("e", str(exact));
+    // An empty text gives a blank field and stays empty.
+    YString empty("");
+    sp_FormatName(dest, 4, '.', &empty);
+    EXPECT_STREQ("    ", dest);
+    EXPECT_EQ("", str(empty));
+    // Width 2 holds one character: "ab" keeps "b" back.
+    YString two("ab");
+    sp_FormatName(dest, 2, '.', &two);
+    EXPECT_STREQ("a ", dest);
+    EXPECT_EQ("b", str(two));
+}
+
+TEST(EngNumFormat, SmallPrecisionsAndTheSignAsymmetry)
+{
+    // Width 4: three characters less the suffix is two digits, raised to 3;
+    // the text then outgrows the field, which is not cut.
+    EXPECT_EQ("1.23m", str(sp_FormatEng(1.23456e-3, 4, false, false)));
+    // The unpadded form raises a small precision only for a positive value:
+    // a negative one keeps its single digit.
+    EXPECT_EQ("123k", str(sp_ConvertRealToJSEng(123456.0, 2, false)));
+    EXPECT_EQ("-1e+02k", str(sp_ConvertRealToJSEng(-123456.0, 1, false)));
+    EXPECT_EQ("-1.2k", str(sp_ConvertRealToJSEng(-1234.0, 2, false)));
+}
+
+TEST(EngNumToken, RefusedFormsAndUnitsAfterTheNumber)
+{
+    bool failed = false;
+    // "inf" takes nothing: a failure, the cursor stays.
+    char inf[] = "inf";
+    char *cursor = inf;
+    EXPECT_EQ(0.0, sp_GetEngToken(&cursor, &failed));
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(inf, cursor);
+    // Hexadecimal takes its '0'; the 'x' then goes as a unit letter.
+    char hex[] = "0x10";
+    cursor = hex;
+    EXPECT_EQ(0.0, sp_GetEngToken(&cursor, &failed));
+    EXPECT_FALSE(failed);
+    EXPECT_EQ(hex + 2, cursor);
+    // "4k7uF": the parser stops on 'u', the unit run takes "uF".
+    char cap[] = "4k7uF;";
+    cursor = cap;
+    EXPECT_EQ(4700.0, sp_GetEngToken(&cursor, &failed));
+    EXPECT_EQ(';', *cursor);
+    // Digits after the unit stay.
+    char volts[] = "5V_DC12";
+    cursor = volts;
+    EXPECT_EQ(5.0, sp_GetEngToken(&cursor, &failed));
+    EXPECT_EQ('1', *cursor);
+}
+
+TEST(EngNumMisc, VerilogPrecisionDecadeEdges)
+{
+    // Each decade runs from above 0.9999 x 10^k up to 9.999 x 10^k.
+    EXPECT_EQ("", str(sp_GetVlPrecStringFromResolution(0.9999e-15)));
+    EXPECT_EQ("1fs", str(sp_GetVlPrecStringFromResolution(9.999e-15)));
+    EXPECT_EQ("10fs", str(sp_GetVlPrecStringFromResolution(1e-14)));
+    EXPECT_EQ("100fs", str(sp_GetVlPrecStringFromResolution(5e-13)));
+    EXPECT_EQ("1ps", str(sp_GetVlPrecStringFromResolution(1e-12)));
+    EXPECT_EQ("100ps", str(sp_GetVlPrecStringFromResolution(1e-10)));
+    EXPECT_EQ("10ns", str(sp_GetVlPrecStringFromResolution(1e-8)));
+    EXPECT_EQ("100ns", str(sp_GetVlPrecStringFromResolution(1e-7)));
+    EXPECT_EQ("1us", str(sp_GetVlPrecStringFromResolution(1e-6)));
+    EXPECT_EQ("10us", str(sp_GetVlPrecStringFromResolution(1e-5)));
+    EXPECT_EQ("1ms", str(sp_GetVlPrecStringFromResolution(1e-3)));
+    EXPECT_EQ("10ms", str(sp_GetVlPrecStringFromResolution(1e-2)));
+    EXPECT_EQ("100ms", str(sp_GetVlPrecStringFromResolution(0.1)));
+    EXPECT_EQ("1s", str(sp_GetVlPrecStringFromResolution(9.999)));
+    EXPECT_EQ("10s", str(sp_GetVlPrecStringFromResolution(9.9995)));
+    EXPECT_EQ("10s", str(sp_GetVlPrecStringFromResolution(10.0)));
+    EXPECT_EQ("", str(sp_GetVlPrecStringFromResolution(HUGE_VAL)));
+}
+
+TEST(EngNumFormat, NegativeZero)
+{
+    // -0 is not negative: no sign is taken off, and it prints as zero.
+    EXPECT_EQ("0     ", str(sp_FormatEng(-0.0, 6, false, false)));
+    EXPECT_EQ("0", str(sp_ConvertRealToJSEng(-0.0, 3, false)));
+    // The plain form prints what %g gives, with the precision of a value of
+    // at least 0.
+    EXPECT_EQ("-0    ", str(sp_FormatReal(-0.0, 6, false)));
+}

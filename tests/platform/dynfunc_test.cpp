@@ -3,6 +3,7 @@
 // reports, and all of it across shared libraries loaded and unloaded at run
 // time.
 #include <kvsupport/dynfunc.h>
+#include <kvsupport/scan.h>
 
 #include "support/test_support.h"
 
@@ -13,6 +14,7 @@
 
 #include <dlfcn.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -338,9 +340,156 @@ TEST(DynFuncTest, ReportRowsCompareStringsIgnoringCase)
 
 TEST(DynFuncTest, NullReportTargetsDoNothing)
 {
+    IntFn fn = fallbackFn;
+    RegisterDynFuncCall call(&fn, "kvtestNullTargets");
     sp_GetDynamicFunctionInfo(nullptr, false);
     sp_GetUnresolvedDynamicFunctions(nullptr);
-    SUCCEED();
+    // The registry is as it was: the call is still listed, and still binds.
+    EXPECT_EQ(1, unresolvedCount("kvtestNullTargets"));
+    RegisterDynFuncDef def("kvtestNullTargets", doubleFn);
+    EXPECT_EQ(6, fn(3));
+}
+
+TEST(DynFuncTest, DestroyingTheBindingDefinitionFirstAlsoForgetsTheName)
+{
+    IntFn fn = fallbackFn;
+    RegisterDynFuncCall call(&fn, "kvtestTwoDefsFirstGoes");
+    auto *first = new RegisterDynFuncDef("kvtestTwoDefsFirstGoes", doubleFn);
+    RegisterDynFuncDef second("kvtestTwoDefsFirstGoes", tenFn);
+    EXPECT_EQ(2, fn(1));
+    delete first;
+    EXPECT_EQ(-1, fn(1));
+    EXPECT_FALSE(call.isUnresolved());
+    // The second definition was never in the table: a new call finds nothing.
+    IntFn late = fallbackFn;
+    RegisterDynFuncCall lateCall(&late, "kvtestTwoDefsFirstGoes");
+    EXPECT_EQ(-1, late(1));
+    EXPECT_TRUE(lateCall.isUnresolved());
+}
+
+int twentyFn(int x)
+{
+    return 20 * x;
+}
+
+TEST(DynFuncTest, EachPointerGetsItsOwnDefaultBack)
+{
+    IntFn a = fallbackFn;
+    IntFn b = twentyFn;
+    IntFn c = fallbackFn;
+    RegisterDynFuncCall callA(&a, "kvtestOwnDefaults");
+    RegisterDynFuncCall callB(&b, "kvtestOwnDefaults");
+    RegisterDynFuncCall other(&c, "kvtestOtherName");
+    {
+        RegisterDynFuncDef def("kvtestOwnDefaults", doubleFn);
+        RegisterDynFuncDef otherDef("kvtestOtherName", tenFn);
+        EXPECT_EQ(2, a(1));
+        EXPECT_EQ(2, b(1));
+        EXPECT_EQ(10, c(1));
+        EXPECT_EQ(0, unresolvedCount("kvtestOwnDefaults"));
+    }
+    EXPECT_EQ(-1, a(1));
+    EXPECT_EQ(20, b(1));
+    EXPECT_EQ(-1, c(1));
+}
+
+TEST(DynFuncTest, DestroyingOneCallLeavesTheCallsOfOtherPointers)
+{
+    IntFn a = fallbackFn;
+    IntFn b = fallbackFn;
+    RegisterDynFuncCall callA(&a, "kvtestOtherPointer");
+    {
+        RegisterDynFuncCall callB(&b, "kvtestOtherPointer");
+        EXPECT_EQ(2, unresolvedCount("kvtestOtherPointer"));
+    }
+    EXPECT_EQ(1, unresolvedCount("kvtestOtherPointer"));
+    RegisterDynFuncDef def("kvtestOtherPointer", doubleFn);
+    EXPECT_EQ(2, a(1));
+    EXPECT_EQ(-1, b(1)); // its record is gone: the definition did not reach it
+}
+
+TEST(DynFuncTest, RecordsCompareAndHashByNameAndPointer)
+{
+    IntFn a = fallbackFn;
+    IntFn b = fallbackFn;
+    RegisterDynFuncCall callA(&a, "kvtestEquality");
+    RegisterDynFuncCall callB(&b, "kvtestEquality");
+    RegisterDynFuncCall callUpper(&a, "KVTESTEQUALITY");
+    EXPECT_FALSE(callA == callB); // another pointer
+    EXPECT_FALSE(callA == callUpper); // names compare with regard to case
+    EXPECT_TRUE(callA == RegisterDynFuncCall(callA));
+    EXPECT_EQ(sp_HashValue("kvtestEquality") + static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&a)),
+              callA.hashValue());
+
+    RegisterDynFuncDef key("kvtestEquality");
+    RegisterDynFuncDef sameKey("kvtestEquality");
+    RegisterDynFuncDef upperKey("KVTESTEQUALITY");
+    EXPECT_TRUE(key == sameKey);
+    EXPECT_FALSE(key == upperKey);
+    EXPECT_EQ(sp_HashValue("kvtestEquality"), key.hashValue());
+    // The name hash is blind to case, although the comparison is not.
+    EXPECT_EQ(key.hashValue(), upperKey.hashValue());
+}
+
+TEST(DynFuncTest, UnresolvedListIsAppendedTo)
+{
+    IntFn fn = fallbackFn;
+    RegisterDynFuncCall call(&fn, "kvtestAppendedTo");
+    YList<DynamicFunctionInfo> list;
+    DynamicFunctionInfo mine;
+    mine.name = "kvtestAlreadyThere";
+    list.append(mine);
+    sp_GetUnresolvedDynamicFunctions(&list);
+    ASSERT_GE(list.getCount(), 2);
+    EXPECT_STREQ("kvtestAlreadyThere", list.first()->name.tocs());
+    bool found = false;
+    for (const DynamicFunctionInfo &info : list)
+        found = found || info.name == YString("kvtestAppendedTo");
+    EXPECT_TRUE(found);
+}
+
+TEST(DynFuncTest, RecordsKeepWhatWasGivenAtRegistration)
+{
+    RegisterDynFuncDef def("kvtestGetters", doubleFn, "def.cpp", 33);
+    EXPECT_STREQ("kvtestGetters", def.getName());
+    EXPECT_EQ(reinterpret_cast<void *>(doubleFn), def.getAddress());
+    EXPECT_STREQ("def.cpp", def.getSourceFile().tocs());
+    EXPECT_EQ(33, def.getSourceLine());
+    // The definition's module is the one that holds the function: this program.
+    const std::string self = QFileInfo(QString::fromStdString(kvtest::selfPath())).canonicalFilePath().toStdString();
+    EXPECT_EQ(self, QFileInfo(QString(def.getDll().tocs())).canonicalFilePath().toStdString());
+
+    RegisterDynFuncDef bare("kvtestGettersBare", tenFn);
+    EXPECT_TRUE(bare.getSourceFile().isEmpty());
+    EXPECT_EQ(-1, bare.getSourceLine());
+
+    IntFn fn = fallbackFn;
+    RegisterDynFuncCall call(&fn, "kvtestGetters", "call.cpp", 44);
+    EXPECT_STREQ("kvtestGetters", call.getName());
+    EXPECT_STREQ("call.cpp", call.getSourceFile().tocs());
+    EXPECT_EQ(44, call.getSourceLine());
+    EXPECT_FALSE(call.isUnresolved());
+    EXPECT_TRUE(call.getDll().isEmpty()); // a pointer on the stack is in no module
+}
+
+TEST(DynFuncTest, ReportRowHashIsTheSumOfItsFields)
+{
+    DynamicFunctionInfo info;
+    info.name = "fn";
+    info.callModule = "/lib/call.so";
+    info.callSourceFile = "call.cpp";
+    info.callLine = 12;
+    info.defModule = "/lib/def.so";
+    info.defSourceFile = "def.cpp";
+    info.defLine = 34;
+    const unsigned int expected = YString("fn").HashValue() + YString("/lib/call.so").HashValue() +
+                                  YString("call.cpp").HashValue() + YString("/lib/def.so").HashValue() +
+                                  YString("def.cpp").HashValue() + 12u + 34u;
+    EXPECT_EQ(expected, info.hashValue());
+    DynamicFunctionInfo blank;
+    EXPECT_EQ(-1, blank.callLine);
+    EXPECT_EQ(-1, blank.defLine);
+    EXPECT_EQ(static_cast<unsigned int>(-2), blank.hashValue());
 }
 
 // ---------------------------------------------------------------------------

@@ -21,6 +21,10 @@ std::FILE *openFile(const char *name, const char *mode)
 
 namespace {
 
+// The access of the descriptor follows the first letter of the mode. A '+'
+// widens it to reading and writing: fdopen here refuses a mode that asks for
+// more than the descriptor allows, so "r+" on a read-only descriptor would
+// fail outright instead of failing at the first write.
 int openFlags(const char *mode)
 {
     const bool both = std::strchr(mode, '+') != nullptr;
