@@ -596,6 +596,16 @@ TEST(StringBuffer, FlushKeepsTheReadPositionSoGetGivesZero)
     EXPECT_EQ(s.get(), 'x');
 }
 
+TEST(StringBuffer, WriteAtAppendsAndKeepsTheReadPosition)
+{
+    kvstrstream s("abc");
+    EXPECT_EQ(s.get(), 'a');
+    EXPECT_EQ(s.rdbuf()->writeAt(0, "X", 1), 1u);
+    EXPECT_EQ(std::string(s.getString()), "abcX") << "a memory device always adds at the end";
+    EXPECT_EQ(s.tellg(), 1);
+    EXPECT_EQ(s.get(), 'b');
+}
+
 TEST(StringBuffer, GrowsPastItsFirst80Bytes)
 {
     kvstrstream s;
@@ -647,6 +657,36 @@ TEST(GetLine, LongLinesAreWholeAndAnUnendedTailKeepsWhole511Chunks)
     EXPECT_EQ(std::string(line.tocs()), longLine);
     EXPECT_FALSE(s.getline(&line));
     EXPECT_EQ(line.length(), 1022) << "two whole chunks of 511";
+}
+
+TEST(GetLine, AnUnendedTailIsKeptOnlyFromAWhole511Characters)
+{
+    std::string path = tempFile("tail.txt");
+    for (int length : {510, 511, 512}) {
+        std::string tail(static_cast<std::size_t>(length), 'z');
+        spit(path, "x\n" + tail);
+        kvfstream file(path.c_str(), KvOpenIn | KvOpenBinary);
+        kvstrstream memory(("x\n" + tail).c_str());
+        for (kvstream *s : {static_cast<kvstream *>(&file), static_cast<kvstream *>(&memory)}) {
+            YString line;
+            ASSERT_TRUE(s->getline(&line));
+            EXPECT_STREQ(line.tocs(), "x");
+            EXPECT_FALSE(s->getline(&line));
+            EXPECT_EQ(line.length(), length < 511 ? 0 : 511) << "tail of " << length;
+        }
+    }
+}
+
+TEST(GetLine, ALineOfExactly511CharactersIsWhole)
+{
+    std::string text(511, 'k');
+    kvstrstream s((text + "\n" + text + "\n").c_str());
+    YString line;
+    ASSERT_TRUE(s.getline(&line));
+    EXPECT_EQ(std::string(line.tocs()), text);
+    ASSERT_TRUE(s.getline(&line));
+    EXPECT_EQ(std::string(line.tocs()), text) << "the string is emptied first";
+    EXPECT_FALSE(s.getline(&line));
 }
 
 TEST(GetLine, EmptyStreamAndNullLine)
@@ -870,6 +910,21 @@ TEST(Decryption, ReadGoesThroughGetAndEofWaitsForTheQueue)
     EXPECT_EQ(s.read(buf, 32), 6u);
     EXPECT_EQ(std::string(buf, 6), "C\nxyz\n");
     EXPECT_TRUE(s.eof());
+}
+
+TEST(Decryption, EofWaitsForTheQueueOnAMemoryDevice)
+{
+    kvstrstream s("ab");
+    TestDecryptor d;
+    s.setAllowEncryption(&d);
+    EXPECT_EQ(s.get(), 'a');
+    EXPECT_TRUE(s.rdbuf()->eof()) << "the whole unended line was taken";
+    EXPECT_FALSE(s.eof()) << "'b' still waits in the queue";
+    EXPECT_EQ(s.getCharCount(), 1);
+    EXPECT_EQ(s.get(), 'b');
+    EXPECT_TRUE(s.eof());
+    EXPECT_EQ(s.get(), -1);
+    EXPECT_EQ(s.getCharCount(), 2) << "with the hook, the end itself is not counted";
 }
 
 TEST(Decryption, TurningItOffAgainReadsDirectly)
