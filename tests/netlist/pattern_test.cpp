@@ -212,6 +212,17 @@ TEST(GlobMatch, LeadingStarNeedsACharacterBeforeTheRest)
     EXPECT_EQ(sp_GlobMatch("", "abc"), 0) << "an empty expression matches at once";
 }
 
+TEST(GlobMatch, OtherExpressionCharactersKeepTheirMeaning)
+{
+    // Only brackets, braces, parentheses, '.', '+', '*' and '?' are
+    // rewritten; the rest of the expression syntax goes through as it is.
+    EXPECT_EQ(sp_GlobMatch("^b", "ab"), -1);
+    EXPECT_EQ(sp_GlobMatch("^a", "ab"), 0);
+    EXPECT_EQ(sp_GlobMatch("a$", "ab"), -1);
+    EXPECT_EQ(sp_GlobMatch("b$", "abb"), 2);
+    EXPECT_EQ(sp_GlobMatch("x|b", "abc"), 1);
+}
+
 TEST(GlobMatch, PositionIsAByteOffset)
 {
     EXPECT_EQ(sp_GlobMatch("b", "\xC3\xA9" "b"), 2);
@@ -337,6 +348,25 @@ TEST(RegExpMatches, LateMatchIsFalseButTheWalkGoesOn)
     ASSERT_EQ(captures.getCount(), 2);
     EXPECT_EQ(str(captures[0]), "b");
     EXPECT_EQ(str(captures[1]), "c");
+}
+
+TEST(RegExpMatches, AnEmptyMatchAtThePositionCountsAndMovesNothing)
+{
+    YArray<YString> captures;
+    EXPECT_TRUE(sp_RegExpMatches(arrayOf({"x*", "a", "b*", "c*"}), "abb", &captures));
+    ASSERT_EQ(captures.getCount(), 4);
+    EXPECT_EQ(str(captures[0]), "");
+    EXPECT_EQ(str(captures[1]), "a");
+    EXPECT_EQ(str(captures[2]), "bb");
+    EXPECT_EQ(str(captures[3]), "") << "an empty match at the very end";
+}
+
+TEST(RegExpMatches, ExpressionsAreCaseSensitive)
+{
+    YArray<YString> captures;
+    EXPECT_FALSE(sp_RegExpMatches(arrayOf({"A"}), "a", &captures));
+    EXPECT_EQ(captures.getCount(), 0);
+    EXPECT_EQ(sp_RegexpMatch("b", "aBb"), 2);
 }
 
 TEST(RegExpMatches, NullCapturesAndEmptyList)

@@ -480,6 +480,14 @@ TEST(TextOutput, OperatorsAndPrintfAreByteExact)
     EXPECT_EQ(slurp(path), "(null) -12 2.5 1e+20 end| 3.14|x|7\n!");
 }
 
+TEST(TextOutput, NumbersFollowPercentDAndPercentG)
+{
+    kvstrstream s;
+    s << 0.1 << ' ' << 1e-5 << ' ' << 123456789.0 << ' ' << -0.0 << ' ' << 100000.0 << ' ' << 1000000.0;
+    s << ' ' << (-2147483647 - 1) << ' ' << 0;
+    EXPECT_EQ(std::string(s.getString()), "0.1 1e-05 1.23457e+08 -0 100000 1e+06 -2147483648 0");
+}
+
 // ---- memory device ----
 
 TEST(StringBuffer, EofTurnsTrueOnlyOnTheReadAfterTheLast)
