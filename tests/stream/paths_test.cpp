@@ -983,6 +983,23 @@ TEST(DirectoryIsWriteable, SkipsTakenProbeNames)
     EXPECT_EQ(readFile(dir + "/$Temp$"), "one");
 }
 
+TEST(DirectoryIsWriteable, TakenProbeNamesIgnoreCase)
+{
+    // "$TEMP$" takes the name "$Temp$" although the file system tells the
+    // two apart, so the probe is "$temp$_0"; with that name held by a
+    // directory the probe can't be made, which shows the name it chose.
+    std::string dir = kvtest::makeTempDir("wrcase");
+    writeFile(dir + "/$TEMP$", "upper");
+    ::mkdir((dir + "/$temp$_0").c_str(), 0755);
+    EXPECT_FALSE(sp_DirectoryIsWriteable(dir.c_str()));
+    EXPECT_FALSE(exists(dir + "/$Temp$"));
+    EXPECT_EQ(readFile(dir + "/$TEMP$"), "upper");
+    std::string free = kvtest::makeTempDir("wrcasefree");
+    ::mkdir((free + "/$temp$_0").c_str(), 0755);
+    EXPECT_TRUE(sp_DirectoryIsWriteable(free.c_str())) << "without the file, \"$Temp$\" is the probe";
+    EXPECT_FALSE(exists(free + "/$Temp$"));
+}
+
 TEST(DirectoryIsWriteable, ReadOnlyDirectory)
 {
     if (runningAsRoot())
