@@ -1133,6 +1133,20 @@ TEST(Base64, PadInTheThirdPlaceDropsOnlyTheSecondByte)
     EXPECT_EQ(std::string(buf, 3), "Man");
 }
 
+TEST(Base64, TheFirstByteOfAGroupAlwaysComesOut)
+{
+    std::string path = tempFile("pads.txt");
+    spit(path, "====TQ==");
+    kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
+    in.openBase64();
+    char buf[16] = {1, 1};
+    ASSERT_EQ(in.read(buf, 16), 1u) << "a group of four pads still gives its first byte";
+    EXPECT_EQ(buf[0], '\0');
+    ASSERT_EQ(in.read(buf, 16), 1u);
+    EXPECT_EQ(buf[0], 'M');
+    EXPECT_EQ(in.read(buf, 16), 0u);
+}
+
 TEST(Base64, OnlyBlankTabLineFeedAndReturnAreSkipped)
 {
     std::string path = tempFile("ff.txt");
