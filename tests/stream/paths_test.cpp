@@ -943,6 +943,22 @@ TEST(DeleteTree, AbortLeavesTheRest)
     EXPECT_TRUE(exists(root));
 }
 
+TEST(DeleteTree, ADirectoryIsRemovedThenAsksForAbortThenCounts)
+{
+    // Each directory is removed first, then the progress object is asked,
+    // and only then is the step counted and the item named. With an abort
+    // after one step, the root is removed as well, but the stop comes before
+    // its step and its name.
+    std::string root = kvtest::makeTempDir("dtorder") + "/root";
+    ASSERT_EQ(::mkdir(root.c_str(), 0755), 0);
+    ASSERT_EQ(::mkdir((root + "/sub").c_str(), 0755), 0);
+    RecordingProgress progress(1);
+    EXPECT_EQ(sp_DeleteTree(root.c_str(), &progress), CopyTreeAborted);
+    EXPECT_FALSE(exists(root + "/sub"));
+    EXPECT_FALSE(exists(root));
+    EXPECT_EQ(progress.calls, (std::vector<std::string>{"start", "setTotal 2", "step 1", "item sub"}));
+}
+
 TEST(DeleteTree, UnreadableSubdirectoryGivesPartial)
 {
     if (runningAsRoot())
