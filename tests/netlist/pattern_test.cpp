@@ -532,6 +532,17 @@ TEST(ResolveWireTemplate, PercentSigns)
     EXPECT_EQ(str(sp_ResolveWireTemplate("%%%busname%", "A", "3")), "%A");
 }
 
+TEST(ResolveWireTemplate, TheTemplateIsReadLeftToRight)
+{
+    // After a key, "%%" is a percent sign in literal text, so the name that
+    // follows is literal too, and the last "%" opens an empty key.
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%busname%%%wirenum%", "A", "3")), "A%wirenum");
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%busname%%wirenum%", "A", "3")), "A3");
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%%", "A", "3")), "%");
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%", "A", "3")), "");
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%busname%", "", "3")), "") << "an empty bus name is given as it is";
+}
+
 TEST(ResolveWireTemplate, OpenKeyAtEnd)
 {
     EXPECT_EQ(str(sp_ResolveWireTemplate("n_%wirenum", "A", "3")), "n_3");
