@@ -211,6 +211,40 @@ TEST(OpenMode, ReplaceRemovesTheOldFileFirstOnlyWhenTruncating)
     ::close(pin);
 }
 
+TEST(OpenMode, ReplaceRemovesALinkEvenWhenItsTargetIsMissing)
+{
+    std::string dir = kvtest::makeTempDir("stream");
+    std::string link = dir + "/link.txt";
+    std::string target = dir + "/target.txt";
+    ASSERT_EQ(::symlink(target.c_str(), link.c_str()), 0);
+    {
+        kvfstream s(link.c_str(), KvOpenOut | KvOpenReplace);
+        ASSERT_TRUE(static_cast<bool>(s));
+        s << "fresh";
+    }
+    struct stat st;
+    ASSERT_EQ(::lstat(link.c_str(), &st), 0);
+    EXPECT_TRUE(S_ISREG(st.st_mode)) << "the link was removed and a new file made in its place";
+    EXPECT_EQ(slurp(link), "fresh");
+    EXPECT_NE(::lstat(target.c_str(), &st), 0) << "nothing was written through the link";
+
+    std::string live = dir + "/live.txt";
+    spit(target, "kept");
+    ASSERT_EQ(::symlink(target.c_str(), live.c_str()), 0);
+    {
+        kvfstream s(live.c_str(), KvOpenOut | KvOpenReplace);
+        ASSERT_TRUE(static_cast<bool>(s));
+        s << "new";
+    }
+    EXPECT_EQ(slurp(target), "kept") << "a live link is replaced the same way";
+    EXPECT_EQ(slurp(live), "new");
+    {
+        kvfstream s(link.c_str(), KvOpenOut);
+        s << "plain";
+    }
+    EXPECT_EQ(slurp(link), "plain");
+}
+
 TEST(OpenMode, ReplaceOfADirectoryOpensNothingAndKeepsIt)
 {
     std::string dir = kvtest::makeTempDir("stream") + "/sub";
