@@ -98,16 +98,27 @@ bool opensForAppend(GfnOpenMode mode)
 
 // Opens and closes the file as \p mode asks; a file that the attempt made is
 // removed again when \p removeMade is set.
+// A name that is a link to a missing file makes that file when opened for
+// writing: then the file made is removed and the link stays as it was.
 bool tryOpen(const QString &name, GfnOpenMode mode, bool removeMade)
 {
     QFile file(name);
-    bool existed = file.exists();
+    QFileInfo before(name);
+    bool danglingLink = before.isSymLink() && !before.exists();
+    bool existed = file.exists() && !danglingLink;
     QIODevice::OpenMode how = opensForAppend(mode) ? (QIODevice::WriteOnly | QIODevice::Append)
                                                    : QIODevice::OpenMode(QIODevice::ReadOnly);
     bool opened = file.open(how);
     file.close();
-    if (opened && !existed && removeMade)
-        file.remove();
+    if (opened && !existed && removeMade) {
+        if (danglingLink) {
+            QString made = QFileInfo(name).canonicalFilePath();
+            if (!made.isEmpty())
+                QFile::remove(made);
+        } else {
+            file.remove();
+        }
+    }
     return opened;
 }
 

@@ -8,7 +8,7 @@
 #include "stream/base64_state.h"
 #include "stream/shared_block_source.h"
 
-#include <QFile>
+#include <QFileInfo>
 
 #include <cstring>
 
@@ -178,9 +178,12 @@ FILE *kvfbuf::detach()
 
 namespace {
 
+// True if the name is taken, also by a link whose target is missing: such a
+// link is replaced like any other entry, rather than followed by the open.
 bool pathExists(const char *name)
 {
-    return QFile::exists(QString::fromUtf8(name));
+    QFileInfo entry(QString::fromUtf8(name));
+    return entry.exists() || entry.isSymLink();
 }
 
 } // namespace

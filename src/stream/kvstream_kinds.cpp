@@ -59,6 +59,8 @@ void kvfstream::put(char c)
         rdbuf()->put(c);
 }
 
+// Guarded like every other operation, so that a stream without a device
+// never faults here.
 void kvfstream::flush()
 {
     if (rdbuf() != nullptr)

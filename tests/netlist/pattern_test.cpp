@@ -102,6 +102,26 @@ TEST(FilterString, EscapedLetterFollowsCaseRule)
     EXPECT_FALSE(sp_FilterString("A", "\\a", true));
 }
 
+TEST(FilterString, IgnoringCaseAppliesToEveryPlainCharacter)
+{
+    EXPECT_TRUE(sp_FilterString("X.CIR", "*.cir", false));
+    EXPECT_FALSE(sp_FilterString("X.CIR", "*.cir", true));
+    EXPECT_TRUE(sp_FilterString("abc", "*B*", false));
+    EXPECT_FALSE(sp_FilterString("abc", "*B*", true));
+    EXPECT_TRUE(sp_FilterString("Net_12", "n?t_*", false));
+}
+
+TEST(FilterString, StarNeedsNoCharacterButOtherElementsDo)
+{
+    EXPECT_TRUE(sp_FilterString("ab", "a*b", true));
+    EXPECT_TRUE(sp_FilterString("ab", "*ab*", true));
+    EXPECT_FALSE(sp_FilterString("a", "a*?", true)) << "the ? behind the star still needs a character";
+    EXPECT_TRUE(sp_FilterString("ab", "a*?", true));
+    EXPECT_FALSE(sp_FilterString("a", "a\\*", true)) << "an escaped star is a character, not a wildcard";
+    EXPECT_FALSE(sp_FilterString("x", "*\\*", true));
+    EXPECT_TRUE(sp_FilterString("x*", "*\\*", true));
+}
+
 TEST(FilterString, PathologicalPatternFinishesQuickly)
 {
     std::string text(5000, 'a');
@@ -168,6 +188,39 @@ TEST(GlobMatch, EscapedStarAndQuestionMarkAreLiteral)
     EXPECT_EQ(sp_GlobMatch("a\\*", "xa*"), 1);
     EXPECT_EQ(sp_GlobMatch("a\\?", "ab"), -1);
     EXPECT_EQ(sp_GlobMatch("a\\?", "a?"), 0);
+}
+
+TEST(GlobMatch, OnlyAnOddRunOfBackslashesMakesTheStarLiteral)
+{
+    // Two backslashes are one literal backslash, and the star behind them is
+    // free again; three leave a literal backslash and a literal star.
+    EXPECT_EQ(sp_GlobMatch("a\\\\*", "xa\\b"), 1);
+    EXPECT_EQ(sp_GlobMatch("a\\\\*", "a\\"), -1);
+    EXPECT_EQ(sp_GlobMatch("a\\\\\\*", "a\\*"), 0);
+    EXPECT_EQ(sp_GlobMatch("a\\\\\\*", "a\\b"), -1);
+    EXPECT_EQ(sp_GlobMatch("a\\\\?", "a\\b"), 0);
+    EXPECT_EQ(sp_GlobMatch("a\\\\\\?", "a\\b"), -1);
+    EXPECT_EQ(sp_GlobMatch("a\\\\\\?", "a\\?"), 0);
+}
+
+TEST(GlobMatch, LeadingStarNeedsACharacterBeforeTheRest)
+{
+    EXPECT_EQ(sp_GlobMatch("*b", "b"), -1);
+    EXPECT_EQ(sp_GlobMatch("*b", "ab"), 0);
+    EXPECT_EQ(sp_GlobMatch("*b", "xxab"), 0);
+    EXPECT_EQ(sp_GlobMatch("?b", "xxab"), 2);
+    EXPECT_EQ(sp_GlobMatch("", "abc"), 0) << "an empty expression matches at once";
+}
+
+TEST(GlobMatch, OtherExpressionCharactersKeepTheirMeaning)
+{
+    // Only brackets, braces, parentheses, '.', '+', '*' and '?' are
+    // rewritten; the rest of the expression syntax goes through as it is.
+    EXPECT_EQ(sp_GlobMatch("^b", "ab"), -1);
+    EXPECT_EQ(sp_GlobMatch("^a", "ab"), 0);
+    EXPECT_EQ(sp_GlobMatch("a$", "ab"), -1);
+    EXPECT_EQ(sp_GlobMatch("b$", "abb"), 2);
+    EXPECT_EQ(sp_GlobMatch("x|b", "abc"), 1);
 }
 
 TEST(GlobMatch, PositionIsAByteOffset)
@@ -297,6 +350,25 @@ TEST(RegExpMatches, LateMatchIsFalseButTheWalkGoesOn)
     EXPECT_EQ(str(captures[1]), "c");
 }
 
+TEST(RegExpMatches, AnEmptyMatchAtThePositionCountsAndMovesNothing)
+{
+    YArray<YString> captures;
+    EXPECT_TRUE(sp_RegExpMatches(arrayOf({"x*", "a", "b*", "c*"}), "abb", &captures));
+    ASSERT_EQ(captures.getCount(), 4);
+    EXPECT_EQ(str(captures[0]), "");
+    EXPECT_EQ(str(captures[1]), "a");
+    EXPECT_EQ(str(captures[2]), "bb");
+    EXPECT_EQ(str(captures[3]), "") << "an empty match at the very end";
+}
+
+TEST(RegExpMatches, ExpressionsAreCaseSensitive)
+{
+    YArray<YString> captures;
+    EXPECT_FALSE(sp_RegExpMatches(arrayOf({"A"}), "a", &captures));
+    EXPECT_EQ(captures.getCount(), 0);
+    EXPECT_EQ(sp_RegexpMatch("b", "aBb"), 2);
+}
+
 TEST(RegExpMatches, NullCapturesAndEmptyList)
 {
     EXPECT_TRUE(sp_RegExpMatches(arrayOf({"a", "b"}), "ab", nullptr));
@@ -346,6 +418,17 @@ TEST(CompileFilter, NestedParenthesesAndNulls)
     sp_CompileFilter("A|*.x", nullptr, " "); // nothing to append to
 }
 
+TEST(CompileFilter, TrailingSeparatorsAddNoField)
+{
+    YArray<YString> out;
+    sp_CompileFilter("Text|*.txt;|", &out, " ");
+    ASSERT_EQ(out.getCount(), 1);
+    EXPECT_EQ(str(out[0]), "Text (*.txt)");
+    sp_CompileFilter("A|;*.a", &out, "+");
+    ASSERT_EQ(out.getCount(), 2);
+    EXPECT_EQ(str(out[1]), "A (+*.a)") << "a leading empty pattern is kept";
+}
+
 TEST(CompileFilter, EmptyFieldsKept)
 {
     YArray<YString> out;
@@ -384,6 +467,14 @@ TEST(EscapeString, OtherEscapeCharacter)
 {
     EXPECT_EQ(str(sp_EscapeString("a^sb^^c^n\\n", true, '^')), "a b^c\n\\n");
     EXPECT_EQ(str(sp_EscapeStringEncode("a b^c\n\\", true, '^')), "a^sb^^c^n\\");
+}
+
+TEST(EscapeString, TheEscapeCharacterItselfComesBeforeTheTable)
+{
+    EXPECT_EQ(str(sp_EscapeString("ann", false, 'n')), "an");
+    EXPECT_EQ(str(sp_EscapeString("ant", false, 'n')), "a\t");
+    EXPECT_EQ(str(sp_EscapeString("\\\\s", true)), "\\s") << "an escaped escape doesn't start another";
+    EXPECT_EQ(str(sp_EscapeString("\\\\\\s", true)), "\\ ");
 }
 
 TEST(EscapeStringEncode, NulEscapeLeavesTheTextAlone)
@@ -439,6 +530,17 @@ TEST(ResolveWireTemplate, PercentSigns)
     EXPECT_EQ(str(sp_ResolveWireTemplate("%wirenum%%%", "A", "3")), "3%");
     EXPECT_EQ(str(sp_ResolveWireTemplate("100%%", "A", "3")), "100%");
     EXPECT_EQ(str(sp_ResolveWireTemplate("%%%busname%", "A", "3")), "%A");
+}
+
+TEST(ResolveWireTemplate, TheTemplateIsReadLeftToRight)
+{
+    // After a key, "%%" is a percent sign in literal text, so the name that
+    // follows is literal too, and the last "%" opens an empty key.
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%busname%%%wirenum%", "A", "3")), "A%wirenum");
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%busname%%wirenum%", "A", "3")), "A3");
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%%", "A", "3")), "%");
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%", "A", "3")), "");
+    EXPECT_EQ(str(sp_ResolveWireTemplate("%busname%", "", "3")), "") << "an empty bus name is given as it is";
 }
 
 TEST(ResolveWireTemplate, OpenKeyAtEnd)

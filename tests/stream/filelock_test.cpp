@@ -287,6 +287,27 @@ TEST(CheckFileOpen, AppendOnMissingFileLeavesNoneBehind)
     EXPECT_FALSE(exists(path));
 }
 
+TEST(CheckFileOpen, ALinkToAMissingFileIsLeftAsItWas)
+{
+    std::string dir = kvtest::makeTempDir("chk");
+    std::string link = dir + "/link.txt";
+    std::string target = dir + "/target.txt";
+    ASSERT_EQ(::symlink(target.c_str(), link.c_str()), 0);
+    for (GfnOpenMode mode : {GfnOpenAppend, GfnOpenNew}) {
+        EXPECT_TRUE(sp_CheckFileOpen(link.c_str(), mode)) << mode;
+        struct stat st;
+        EXPECT_EQ(::lstat(link.c_str(), &st), 0) << "the link stays, mode " << mode;
+        EXPECT_TRUE(S_ISLNK(st.st_mode)) << mode;
+        EXPECT_FALSE(exists(target)) << "the file made through the link is removed, mode " << mode;
+    }
+    FileOpenForensic reason = FileOpenMissing;
+    EXPECT_TRUE(sp_FileOpenForensic(link.c_str(), GfnOpenNew, &reason));
+    EXPECT_EQ(reason, FileOpenNameTaken);
+    EXPECT_FALSE(exists(target));
+    struct stat st;
+    EXPECT_EQ(::lstat(link.c_str(), &st), 0);
+}
+
 TEST(CheckFileOpen, AppendOnExistingFileKeepsContents)
 {
     std::string path = kvtest::makeTempDir("chk") + "/old.txt";

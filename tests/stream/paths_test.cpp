@@ -943,6 +943,22 @@ TEST(DeleteTree, AbortLeavesTheRest)
     EXPECT_TRUE(exists(root));
 }
 
+TEST(DeleteTree, ADirectoryIsRemovedThenAsksForAbortThenCounts)
+{
+    // Each directory is removed first, then the progress object is asked,
+    // and only then is the step counted and the item named. With an abort
+    // after one step, the root is removed as well, but the stop comes before
+    // its step and its name.
+    std::string root = kvtest::makeTempDir("dtorder") + "/root";
+    ASSERT_EQ(::mkdir(root.c_str(), 0755), 0);
+    ASSERT_EQ(::mkdir((root + "/sub").c_str(), 0755), 0);
+    RecordingProgress progress(1);
+    EXPECT_EQ(sp_DeleteTree(root.c_str(), &progress), CopyTreeAborted);
+    EXPECT_FALSE(exists(root + "/sub"));
+    EXPECT_FALSE(exists(root));
+    EXPECT_EQ(progress.calls, (std::vector<std::string>{"start", "setTotal 2", "step 1", "item sub"}));
+}
+
 TEST(DeleteTree, UnreadableSubdirectoryGivesPartial)
 {
     if (runningAsRoot())
@@ -981,6 +997,23 @@ TEST(DirectoryIsWriteable, SkipsTakenProbeNames)
     ::mkdir((dir + "/$temp$_1").c_str(), 0755);
     EXPECT_FALSE(sp_DirectoryIsWriteable(dir.c_str()));
     EXPECT_EQ(readFile(dir + "/$Temp$"), "one");
+}
+
+TEST(DirectoryIsWriteable, TakenProbeNamesIgnoreCase)
+{
+    // "$TEMP$" takes the name "$Temp$" although the file system tells the
+    // two apart, so the probe is "$temp$_0"; with that name held by a
+    // directory the probe can't be made, which shows the name it chose.
+    std::string dir = kvtest::makeTempDir("wrcase");
+    writeFile(dir + "/$TEMP$", "upper");
+    ::mkdir((dir + "/$temp$_0").c_str(), 0755);
+    EXPECT_FALSE(sp_DirectoryIsWriteable(dir.c_str()));
+    EXPECT_FALSE(exists(dir + "/$Temp$"));
+    EXPECT_EQ(readFile(dir + "/$TEMP$"), "upper");
+    std::string free = kvtest::makeTempDir("wrcasefree");
+    ::mkdir((free + "/$temp$_0").c_str(), 0755);
+    EXPECT_TRUE(sp_DirectoryIsWriteable(free.c_str())) << "without the file, \"$Temp$\" is the probe";
+    EXPECT_FALSE(exists(free + "/$Temp$"));
 }
 
 TEST(DirectoryIsWriteable, ReadOnlyDirectory)

@@ -211,6 +211,40 @@ TEST(OpenMode, ReplaceRemovesTheOldFileFirstOnlyWhenTruncating)
     ::close(pin);
 }
 
+TEST(OpenMode, ReplaceRemovesALinkEvenWhenItsTargetIsMissing)
+{
+    std::string dir = kvtest::makeTempDir("stream");
+    std::string link = dir + "/link.txt";
+    std::string target = dir + "/target.txt";
+    ASSERT_EQ(::symlink(target.c_str(), link.c_str()), 0);
+    {
+        kvfstream s(link.c_str(), KvOpenOut | KvOpenReplace);
+        ASSERT_TRUE(static_cast<bool>(s));
+        s << "fresh";
+    }
+    struct stat st;
+    ASSERT_EQ(::lstat(link.c_str(), &st), 0);
+    EXPECT_TRUE(S_ISREG(st.st_mode)) << "the link was removed and a new file made in its place";
+    EXPECT_EQ(slurp(link), "fresh");
+    EXPECT_NE(::lstat(target.c_str(), &st), 0) << "nothing was written through the link";
+
+    std::string live = dir + "/live.txt";
+    spit(target, "kept");
+    ASSERT_EQ(::symlink(target.c_str(), live.c_str()), 0);
+    {
+        kvfstream s(live.c_str(), KvOpenOut | KvOpenReplace);
+        ASSERT_TRUE(static_cast<bool>(s));
+        s << "new";
+    }
+    EXPECT_EQ(slurp(target), "kept") << "a live link is replaced the same way";
+    EXPECT_EQ(slurp(live), "new");
+    {
+        kvfstream s(link.c_str(), KvOpenOut);
+        s << "plain";
+    }
+    EXPECT_EQ(slurp(link), "plain");
+}
+
 TEST(OpenMode, ReplaceOfADirectoryOpensNothingAndKeepsIt)
 {
     std::string dir = kvtest::makeTempDir("stream") + "/sub";
@@ -228,6 +262,33 @@ TEST(OpenMode, EmptyOrNullNameOpensNothing)
     kvfstream b(static_cast<const char *>(nullptr), KvOpenIn);
     EXPECT_FALSE(static_cast<bool>(b));
     EXPECT_FALSE(b.open(nullptr, KvOpenIn, true)) << "a lock needs a name";
+}
+
+TEST(OpenMode, OpeningWithoutANameClosesWhatWasOpen)
+{
+    std::string path = tempFile("was.txt");
+    spit(path, "was open\n");
+    kvfstream s(path.c_str(), KvOpenIn);
+    ASSERT_TRUE(static_cast<bool>(s));
+    EXPECT_FALSE(s.open("", KvOpenIn, false));
+    EXPECT_FALSE(static_cast<bool>(s)) << "the old file is closed before the name is looked at";
+    ASSERT_TRUE(s.open(path.c_str(), KvOpenIn, false));
+    EXPECT_FALSE(s.open(nullptr, KvOpenIn, false));
+    EXPECT_FALSE(static_cast<bool>(s));
+    EXPECT_EQ(s.get(), -1);
+}
+
+TEST(OpenMode, AFailedOpenLeavesAClosedBuffer)
+{
+    std::string path = tempFile("open.txt");
+    spit(path, "text\n");
+    kvfstream s(path.c_str(), KvOpenIn);
+    ASSERT_TRUE(static_cast<bool>(s));
+    std::string missing = kvtest::makeTempDir("stream") + "/no/such/file";
+    EXPECT_FALSE(s.open(missing.c_str(), KvOpenIn, false));
+    EXPECT_FALSE(static_cast<bool>(s));
+    EXPECT_TRUE(s.eof());
+    EXPECT_TRUE(s.fail());
 }
 
 // ---- locks on open ----
@@ -453,6 +514,14 @@ TEST(TextOutput, OperatorsAndPrintfAreByteExact)
     EXPECT_EQ(slurp(path), "(null) -12 2.5 1e+20 end| 3.14|x|7\n!");
 }
 
+TEST(TextOutput, NumbersFollowPercentDAndPercentG)
+{
+    kvstrstream s;
+    s << 0.1 << ' ' << 1e-5 << ' ' << 123456789.0 << ' ' << -0.0 << ' ' << 100000.0 << ' ' << 1000000.0;
+    s << ' ' << (-2147483647 - 1) << ' ' << 0;
+    EXPECT_EQ(std::string(s.getString()), "0.1 1e-05 1.23457e+08 -0 100000 1e+06 -2147483648 0");
+}
+
 // ---- memory device ----
 
 TEST(StringBuffer, EofTurnsTrueOnlyOnTheReadAfterTheLast)
@@ -487,6 +556,38 @@ TEST(StringBuffer, ByteFFLooksLikeTheEnd)
     EXPECT_EQ(s.get(), -1);
     EXPECT_FALSE(s.eof());
     EXPECT_EQ(s.get(), 'b');
+}
+
+TEST(StringBuffer, BytesAbove127ComeBackSigned)
+{
+    kvstrstream s("\x80\xfe" "a");
+    EXPECT_EQ(s.get(), -128);
+    EXPECT_EQ(s.get(), -2);
+    EXPECT_EQ(s.get(), 'a');
+    EXPECT_FALSE(s.eof());
+    kvstrstream d("\x80\xfe\n");
+    struct Unused : EncryptInterface {
+        int decrypt(const char *, char *, int *) override { return 1; }
+        void encryptedSectionEnded() override {}
+    } hook;
+    d.setAllowEncryption(&hook);
+    EXPECT_EQ(d.get(), 0x80) << "the queue of decoded lines gives 0 to 255";
+    EXPECT_EQ(d.get(), 0xfe);
+    EXPECT_EQ(d.get(), '\n');
+    EXPECT_EQ(d.get(), -1);
+}
+
+TEST(StringBuffer, AnOversizedWriteStillClearsTheEndFlag)
+{
+    kvstrstream s("a");
+    EXPECT_EQ(s.get(), 'a');
+    EXPECT_EQ(s.get(), -1);
+    ASSERT_TRUE(s.eof());
+    EXPECT_EQ(s.rdbuf()->write("x", 0x80000000u), 0u);
+    EXPECT_FALSE(s.eof());
+    EXPECT_EQ(s.getNumBytes(), 1) << "nothing was added";
+    EXPECT_EQ(s.rdbuf()->write(nullptr, 3), 0u);
+    EXPECT_EQ(s.getNumBytes(), 1);
 }
 
 TEST(StringBuffer, ConstructorsKeepNulBytes)
@@ -535,6 +636,16 @@ TEST(StringBuffer, FlushKeepsTheReadPositionSoGetGivesZero)
     EXPECT_EQ(s.get(), -1);
     s << "xy";
     EXPECT_EQ(s.get(), 'x');
+}
+
+TEST(StringBuffer, WriteAtAppendsAndKeepsTheReadPosition)
+{
+    kvstrstream s("abc");
+    EXPECT_EQ(s.get(), 'a');
+    EXPECT_EQ(s.rdbuf()->writeAt(0, "X", 1), 1u);
+    EXPECT_EQ(std::string(s.getString()), "abcX") << "a memory device always adds at the end";
+    EXPECT_EQ(s.tellg(), 1);
+    EXPECT_EQ(s.get(), 'b');
 }
 
 TEST(StringBuffer, GrowsPastItsFirst80Bytes)
@@ -588,6 +699,36 @@ TEST(GetLine, LongLinesAreWholeAndAnUnendedTailKeepsWhole511Chunks)
     EXPECT_EQ(std::string(line.tocs()), longLine);
     EXPECT_FALSE(s.getline(&line));
     EXPECT_EQ(line.length(), 1022) << "two whole chunks of 511";
+}
+
+TEST(GetLine, AnUnendedTailIsKeptOnlyFromAWhole511Characters)
+{
+    std::string path = tempFile("tail.txt");
+    for (int length : {510, 511, 512}) {
+        std::string tail(static_cast<std::size_t>(length), 'z');
+        spit(path, "x\n" + tail);
+        kvfstream file(path.c_str(), KvOpenIn | KvOpenBinary);
+        kvstrstream memory(("x\n" + tail).c_str());
+        for (kvstream *s : {static_cast<kvstream *>(&file), static_cast<kvstream *>(&memory)}) {
+            YString line;
+            ASSERT_TRUE(s->getline(&line));
+            EXPECT_STREQ(line.tocs(), "x");
+            EXPECT_FALSE(s->getline(&line));
+            EXPECT_EQ(line.length(), length < 511 ? 0 : 511) << "tail of " << length;
+        }
+    }
+}
+
+TEST(GetLine, ALineOfExactly511CharactersIsWhole)
+{
+    std::string text(511, 'k');
+    kvstrstream s((text + "\n" + text + "\n").c_str());
+    YString line;
+    ASSERT_TRUE(s.getline(&line));
+    EXPECT_EQ(std::string(line.tocs()), text);
+    ASSERT_TRUE(s.getline(&line));
+    EXPECT_EQ(std::string(line.tocs()), text) << "the string is emptied first";
+    EXPECT_FALSE(s.getline(&line));
 }
 
 TEST(GetLine, EmptyStreamAndNullLine)
@@ -758,6 +899,38 @@ TEST(Decryption, LastLineWithoutLineFeedAndShortLines)
     EXPECT_TRUE(s.eof());
 }
 
+TEST(Decryption, GetLineDropsAnUnendedLastLine)
+{
+    kvstrstream s("?@@a\nplain\ntail");
+    TestDecryptor d;
+    s.setAllowEncryption(&d);
+    YString line;
+    ASSERT_TRUE(s.getline(&line));
+    EXPECT_STREQ(line.tocs(), "<A");
+    ASSERT_TRUE(s.getline(&line));
+    EXPECT_STREQ(line.tocs(), "plain");
+    EXPECT_FALSE(s.getline(&line));
+    EXPECT_STREQ(line.tocs(), "");
+    EXPECT_TRUE(s.eof());
+    EXPECT_FALSE(s.getline(&line));
+    EXPECT_EQ(s.getCharCount(), 15) << "every character taken, none waiting";
+}
+
+TEST(Decryption, GetLineCharsStopsAtByteFFFromTheQueue)
+{
+    std::string path = tempFile("ff.txt");
+    spit(path, std::string("ab\xff" "cd\n", 6));
+    kvfstream s(path.c_str(), KvOpenIn | KvOpenBinary);
+    TestDecryptor d;
+    s.setAllowEncryption(&d);
+    char line[16];
+    s.getline(line, 16);
+    EXPECT_STREQ(line, "ab") << "the queue gives 0xFF as 255, which ends the line";
+    s.getline(line, 16);
+    EXPECT_STREQ(line, "cd");
+    EXPECT_EQ(s.getCharCount(), 6);
+}
+
 TEST(Decryption, OversizedOutputIsCutTo512)
 {
     kvstrstream s("?@@x\n");
@@ -779,6 +952,21 @@ TEST(Decryption, ReadGoesThroughGetAndEofWaitsForTheQueue)
     EXPECT_EQ(s.read(buf, 32), 6u);
     EXPECT_EQ(std::string(buf, 6), "C\nxyz\n");
     EXPECT_TRUE(s.eof());
+}
+
+TEST(Decryption, EofWaitsForTheQueueOnAMemoryDevice)
+{
+    kvstrstream s("ab");
+    TestDecryptor d;
+    s.setAllowEncryption(&d);
+    EXPECT_EQ(s.get(), 'a');
+    EXPECT_TRUE(s.rdbuf()->eof()) << "the whole unended line was taken";
+    EXPECT_FALSE(s.eof()) << "'b' still waits in the queue";
+    EXPECT_EQ(s.getCharCount(), 1);
+    EXPECT_EQ(s.get(), 'b');
+    EXPECT_TRUE(s.eof());
+    EXPECT_EQ(s.get(), -1);
+    EXPECT_EQ(s.getCharCount(), 2) << "with the hook, the end itself is not counted";
 }
 
 TEST(Decryption, TurningItOffAgainReadsDirectly)
@@ -950,6 +1138,100 @@ TEST(Base64, BytesAbove127AreInvalid)
     EXPECT_EQ(in.get(), 0xc3);
 }
 
+TEST(Base64, OpeningASecondSectionEndsTheFirst)
+{
+    std::string path = tempFile("two.txt");
+    {
+        kvfstream out(path.c_str(), KvOpenOut | KvOpenBinary);
+        out.openBase64();
+        out.write("M", 1);
+        out.openBase64();
+        out.write("a", 1);
+        out.closeBase64();
+        out.closeBase64();
+    }
+    EXPECT_EQ(slurp(path), "TQ==YQ==");
+}
+
+TEST(Base64, PadInTheThirdPlaceDropsOnlyTheSecondByte)
+{
+    std::string path = tempFile("odd.txt");
+    spit(path, "TQ=BTWFu");
+    kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
+    in.openBase64();
+    char buf[16];
+    ASSERT_EQ(in.read(buf, 16), 2u) << "first byte, no second, a third from 'B', and the pass ends";
+    EXPECT_EQ(buf[0], 'M');
+    EXPECT_EQ(buf[1], '\x01');
+    EXPECT_EQ(in.read(buf, 16), 3u);
+    EXPECT_EQ(std::string(buf, 3), "Man");
+}
+
+TEST(Base64, TheFirstByteOfAGroupAlwaysComesOut)
+{
+    std::string path = tempFile("pads.txt");
+    spit(path, "====TQ==");
+    kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
+    in.openBase64();
+    char buf[16] = {1, 1};
+    ASSERT_EQ(in.read(buf, 16), 1u) << "a group of four pads still gives its first byte";
+    EXPECT_EQ(buf[0], '\0');
+    ASSERT_EQ(in.read(buf, 16), 1u);
+    EXPECT_EQ(buf[0], 'M');
+    EXPECT_EQ(in.read(buf, 16), 0u);
+}
+
+TEST(Base64, OnlyBlankTabLineFeedAndReturnAreSkipped)
+{
+    std::string path = tempFile("ff.txt");
+    spit(path, "TWFu\fTWFu");
+    kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
+    in.openBase64();
+    char buf[16];
+    EXPECT_EQ(in.read(buf, 16), 3u);
+    in.closeBase64();
+    EXPECT_EQ(in.get(), '\f') << "a form feed is invalid and is put back";
+    spit(path, "TW\vFu");
+    kvfstream vt(path.c_str(), KvOpenIn | KvOpenBinary);
+    vt.openBase64();
+    EXPECT_EQ(vt.read(buf, 16), 0u) << "a group cut short by an invalid character gives nothing";
+}
+
+TEST(Base64, SmallReadsAcrossBlocksGiveTheSameBytes)
+{
+    std::string bytes;
+    for (int i = 0; i < 7001; ++i)
+        bytes += static_cast<char>(i * 37 + (i >> 5));
+    std::string path = tempFile("small.txt");
+    spit(path, base64FileText(bytes) + "#");
+    kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
+    in.openBase64();
+    std::string got;
+    char piece[7];
+    unsigned n = 0;
+    while ((n = in.read(piece, sizeof piece)) == sizeof piece)
+        got.append(piece, n);
+    got.append(piece, n);
+    EXPECT_EQ(got.size(), bytes.size());
+    EXPECT_EQ(got, bytes);
+    EXPECT_EQ(n, static_cast<unsigned>(7001 % 7)) << "the short count is the end of the section";
+    in.closeBase64();
+    EXPECT_EQ(in.get(), '#');
+}
+
+TEST(Base64, ExactlyOneBlockReadsWholeThenNothing)
+{
+    std::string bytes(3000, '\x5a');
+    std::string path = tempFile("one.txt");
+    spit(path, base64FileText(bytes));
+    kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
+    in.openBase64();
+    std::vector<char> got(4000);
+    EXPECT_EQ(in.read(got.data(), 4000), 3000u);
+    EXPECT_EQ(std::string(got.data(), 3000), bytes);
+    EXPECT_EQ(in.read(got.data(), 10), 0u);
+}
+
 TEST(Base64, PendingBlockIsNotWrittenByCloseAlone)
 {
     std::string path = tempFile("lost.txt");
@@ -988,6 +1270,68 @@ TEST(YStringStreamForm, SaveWritesA16BitLengthAndCutsAt32767)
     YString back;
     EXPECT_EQ(back.restore(big, 0), 1);
     EXPECT_EQ(back.length(), 32767);
+}
+
+TEST(YStringStreamForm, TheCutIsAt32767Exactly)
+{
+    std::string text(32768, 'a');
+    text[32766] = 'y';
+    text[32767] = 'z';
+    kvstrstream cut;
+    EXPECT_TRUE(YString(text.c_str()).save(cut));
+    EXPECT_EQ(cut.getNumBytes(), 2 + 32767);
+    YString back;
+    ASSERT_EQ(back.restore(cut, 0), 1);
+    ASSERT_EQ(back.length(), 32767);
+    EXPECT_EQ(back.tocs()[32766], 'y') << "the first 32767 bytes are kept";
+    kvstrstream whole;
+    EXPECT_TRUE(YString(text.c_str(), 32767).save(whole));
+    EXPECT_EQ(whole.getNumBytes(), 2 + 32767);
+    EXPECT_EQ(std::string(whole.getString(), 2), std::string("\xff\x7f", 2));
+    YString limited("keep");
+    EXPECT_EQ(limited.restore(whole, 32766), 0) << "32767 exceeds a limit of 32766";
+    EXPECT_STREQ(limited.tocs(), "keep");
+}
+
+TEST(YStringStreamForm, SaveReportsADeviceThatTakesNothing)
+{
+    kvfstream closed;
+    EXPECT_FALSE(YString("abc").save(closed));
+    EXPECT_FALSE(YString("").save(closed));
+    EXPECT_FALSE(YString("abc").saveLong(closed));
+    EXPECT_FALSE(closed.write(YString("abc"), false));
+    kvstrstream s;
+    EXPECT_TRUE(YString("").save(s));
+    EXPECT_TRUE(YString("").saveLong(s));
+    EXPECT_EQ(std::string(s.getString(), 6), std::string(6, '\0')) << "a length and no text";
+    YString a("x");
+    EXPECT_EQ(s.read(&a, false), 1);
+    EXPECT_STREQ(a.tocs(), "");
+    EXPECT_EQ(s.read(static_cast<YString *>(nullptr), false), 0);
+}
+
+TEST(YStringStreamForm, SaveGoesThroughTheDeviceSoABase64SectionHoldsIt)
+{
+    std::string path = tempFile("ys64.txt");
+    {
+        kvfstream out(path.c_str(), KvOpenOut | KvOpenBinary);
+        out.openBase64();
+        EXPECT_TRUE(YString("abc").save(out));
+        out.closeBase64();
+        out << "\n.end\n";
+    }
+    EXPECT_EQ(slurp(path), "AwBhYmM=\n.end\n");
+    kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
+    in.openBase64();
+    YString back;
+    EXPECT_EQ(back.restore(in, 0), 1);
+    EXPECT_STREQ(back.tocs(), "abc");
+    in.closeBase64();
+    YString line;
+    EXPECT_TRUE(in.getline(&line));
+    EXPECT_STREQ(line.tocs(), "");
+    EXPECT_TRUE(in.getline(&line));
+    EXPECT_STREQ(line.tocs(), ".end");
 }
 
 TEST(YStringStreamForm, RestoreRulesAndLimit)
