@@ -450,6 +450,184 @@ TEST(SpiceStream, EncryptedLinesAreReadThroughTheStreamAndMarked)
     EXPECT_EQ(got[3], std::make_pair(std::string("R4 g h"), false));
 }
 
+TEST(SpiceStream, HspiceDollarCommentBetweenStatementAndContinuation)
+{
+    kvstrstream source("*#HSPICE\nR1 a b\n$ note\n+ c ; d\n; not a comment\n* still one\nR2 e\n");
+    SpiceStream s(source);
+    EXPECT_EQ(numberedOf(s), Numbered({{2, "R1 a b  c ; d"}, {5, "; not a comment"}, {7, "R2 e"}}));
+    EXPECT_STREQ(s.getBuffer()->get(), "#HSPICER1 a b\n$ note\n+ c ; d\n; not a comment\n* still one\nR2 e\n");
+}
+
+TEST(SpiceStream, PspiceCommentsWithSemicolonAndKeepsDollar)
+{
+    kvstrstream source("*#PSPICE\nR1 a ; c\n$x y\nR2 a*b 2\n");
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines({"R1 a ", "$x y", "R2 a*b 2"}));
+    EXPECT_EQ(s.getInlineCommentChar(), ';');
+    EXPECT_FALSE(s.isHspiceMode());
+}
+
+TEST(SpiceStream, BareStarLinesCountTheirLineFeedsOnce)
+{
+    kvstrstream source("*\n*\nR1 a\n*\n+ b\n;\nR2 c\n");
+    SpiceStream s(source);
+    EXPECT_EQ(numberedOf(s), Numbered({{3, "R1 a  b"}, {7, "R2 c"}}));
+    EXPECT_EQ(s.getLineCount(), 7);
+    EXPECT_EQ(s.getCharCount(), 22);
+    EXPECT_STREQ(s.getBuffer()->get(), "R1 a\n*\n+ b\n;\nR2 c\n");
+}
+
+TEST(SpiceStream, DroppedBytesDoNotBreakContinuationsOrComments)
+{
+    std::string text("R1 a\n\x01+ b\n\x02* c\n\x03\nR2 d\n", 22);
+    kvstrstream source(text.data(), static_cast<int>(text.size()));
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines({"R1 a  b", "R2 d"}));
+    EXPECT_EQ(s.getCharCount(), 22);
+    EXPECT_EQ(s.getLineCount(), 5);
+}
+
+TEST(SpiceStream, Byte255InACommentOrDirectiveEndsTheInput)
+{
+    EXPECT_EQ(statementsOf("R1 a ; x\xff\n+ b\n"), Lines({"R1 a "}));
+    EXPECT_EQ(statementsOf("R1 a\n* x\xff\n+ b\n"), Lines({"R1 a"}));
+    EXPECT_EQ(statementsOf("R1 a\n*\xff\n+ b\nR2 c\n"), Lines({"R1 a"}));
+    EXPECT_EQ(statementsOf("*\xffX\nR1 a\n"), Lines());
+    kvstrstream source("*#HSP\xffICE\nR1 a $ b\n");
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines());
+    EXPECT_EQ(s.getLanguage(), KELVORAN);
+    EXPECT_TRUE(s.eof());
+    EXPECT_EQ(s.getCharCount(), 5); // "*#HSP"; nothing after the end is read
+    EXPECT_EQ(std::string(s.getBuffer()->get()), "#HSP");
+}
+
+TEST(SpiceStream, Byte255InADirectiveEndsAFileToo)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string path = dir + "/directive255.cir";
+    std::ofstream(path, std::ios::binary) << "R1 a b\n*#hier\xff" "archy\n+ c\nR2 d e\n";
+    SpiceStream s(path.c_str(), KELVORAN);
+    EXPECT_EQ(readAll(s), Lines({"R1 a b"}));
+    EXPECT_FALSE(s.isHierarchy());
+    EXPECT_EQ(s.getLineCount(), 1);
+}
+
+TEST(SpiceStream, InlineCommentCharacterInsideBracesStillStartsAComment)
+{
+    EXPECT_EQ(statementsOf("R1 {a;b}\nR2 c\n"), Lines({"R1 ", "R2 c"}));
+}
+
+TEST(SpiceStream, DirectiveWithCarriageReturnsIsRecognisedAndCounted)
+{
+    kvstrstream source("*#HSPICE\r\nR1 a $ x\r\n");
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines({"R1 a "}));
+    EXPECT_EQ(s.getLanguage(), HSPICE);
+    EXPECT_EQ(s.getCharCount(), 20);
+    EXPECT_EQ(s.getLineCount(), 2);
+    EXPECT_STREQ(s.getBuffer()->get(), "#HSPICER1 a $ x\n");
+}
+
+TEST(SpiceStream, DirectiveBytesAreTakenAsTheyStand)
+{
+    // The directive is read past the byte filter: a stray control byte is
+    // part of the word, which then names no dialect.
+    std::string text("*#HSP\x01ICE\nR1 a $ b\n", 19);
+    kvstrstream source(text.data(), static_cast<int>(text.size()));
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines({"R1 a $ b"}));
+    EXPECT_EQ(s.getLanguage(), KELVORAN);
+    EXPECT_EQ(std::string(s.getBuffer()->get()), std::string("#HSP\x01ICER1 a $ b\n", 17));
+}
+
+TEST(SpiceStream, SeparatorWordsIgnoreCase)
+{
+    struct Case {
+        const char *text;
+        const char *separator;
+    };
+    const Case cases[] = {
+        {"*#kelvoran SEP=NONE\nR1 a\n", ""},
+        {"*#Kelvoran Sep=None\nR1 a\n", ""},
+        {"*#KELVORAN sep=:\n*#KELVORAN\nR1 a\n", ":"}, // a bare directive leaves it
+        {"*#KELVORAN sep=. sep=:\nR1 a\n", ":"},       // the last one wins
+        {"*#KELVORAN sep=\nR1 a\n", "$"},              // too few tokens
+        {"*#hspice\nR1 a\n", ""},
+    };
+    for (const Case &c : cases) {
+        kvstrstream source(c.text);
+        SpiceStream s(source);
+        readAll(s);
+        EXPECT_STREQ(s.getSeparator(), c.separator) << c.text;
+    }
+}
+
+TEST(SpiceStream, CutDirectiveRestGoesWhereItsCommentGoes)
+{
+    std::string xs(199, 'x');
+    // Between statements the cut-off rest of the line goes nowhere.
+    std::string between = "*#" + xs + "TAIL\nR1 a\n";
+    kvstrstream a(between.c_str());
+    SpiceStream sa(a);
+    EXPECT_EQ(readAll(sa), Lines({"R1 a"}));
+    EXPECT_EQ(std::string(sa.getBuffer()->get()), "#" + std::string(198, 'x') + "R1 a\n");
+    EXPECT_EQ(sa.getCharCount(), static_cast<int>(between.size()));
+    EXPECT_EQ(sa.getLineCount(), 2);
+
+    // Before a continuation the whole line is kept, once.
+    std::string inside = "R1 a\n*#" + xs + "TAIL\n+ b\n";
+    kvstrstream b(inside.c_str());
+    SpiceStream sb(b);
+    EXPECT_EQ(readAll(sb), Lines({"R1 a  b"}));
+    EXPECT_EQ(std::string(sb.getBuffer()->get()), inside);
+    EXPECT_EQ(sb.getCharCount(), static_cast<int>(inside.size()));
+    EXPECT_EQ(sb.getLineCount(), 3);
+}
+
+TEST(SpiceStream, LastAcceptedCountsAtAnEndWithoutLineFeed)
+{
+    kvstrstream a("R1 ab");
+    SpiceStream sa(a);
+    EXPECT_EQ(readAll(sa), Lines({"R1 ab"}));
+    EXPECT_EQ(sa.getLastAcceptedCharCount(), 5);
+    EXPECT_EQ(sa.getLastAcceptedLineCount(), 0);
+
+    kvstrstream b("X\nR1 a ; c");
+    SpiceStream sb(b);
+    EXPECT_EQ(readAll(sb), Lines({"X", "R1 a "}));
+    EXPECT_EQ(sb.getLastAcceptedCharCount(), 7); // the blank before ";"
+    EXPECT_EQ(sb.getLastAcceptedLineCount(), 1);
+    EXPECT_EQ(sb.getCharCount(), 10);
+}
+
+TEST(SpiceStream, GetsTakesNullPointers)
+{
+    kvstrstream source("R1 a\nR2 b\n");
+    SpiceStream s(source);
+    EXPECT_TRUE(s.gets(nullptr, nullptr, nullptr, nullptr));
+    YString line;
+    int number = 0;
+    EXPECT_TRUE(s.gets(&line, &number, nullptr, nullptr));
+    EXPECT_STREQ(line.tocs(), "R2 b");
+    EXPECT_EQ(number, 2);
+    EXPECT_FALSE(s.gets(nullptr, nullptr, nullptr, nullptr));
+}
+
+TEST(SpiceStream, ByteAfterACarriageReturnDoesNotReachTheEncodingDetector)
+{
+    // Without the carriage return the pair is UTF-8; after one, only its
+    // second byte is seen, which no UTF-8 text begins with.
+    kvstrstream plain("R1 a\xc3\xa9\n");
+    SpiceStream sp(plain);
+    readAll(sp);
+    EXPECT_EQ(sp.getUtf8Encoding(), Utf8DetectUtf8);
+    kvstrstream afterCr("R1 a\r\xc3\xa9\n");
+    SpiceStream sc(afterCr);
+    EXPECT_EQ(readAll(sc), Lines({"R1 a\xc3\xa9"}));
+    EXPECT_EQ(sc.getUtf8Encoding(), Utf8DetectNotUtf8);
+}
+
 // --------------------------------------------------------- state and buffer
 
 TEST(SpiceStream, InitAfterASeekReadsAgain)
