@@ -203,6 +203,19 @@ TEST(Profile, BracketLineThatDoesNotEndInABracketIsASetting)
     EXPECT_EQ(readText(path), "[s]\n=\nk=w\n");
 }
 
+TEST(Profile, HeaderNameEndsAtItsFirstClosingBracket)
+{
+    std::string path = freshFile("  [a]b]  \t\nk=v\n[ c ]\nj=w\n");
+    YList<YString> names;
+    ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
+    EXPECT_EQ(toVector(names), std::vector<std::string>({"a", " c "}));
+    EXPECT_EQ(get(path, "A", "k"), "v");
+    EXPECT_EQ(get(path, " c ", "j"), "w");
+    EXPECT_EQ(get(path, "c", "j"), "");
+    EXPECT_TRUE(put(path, "a", "k", "x"));
+    EXPECT_EQ(readText(path), "[a]\nk=x\n\n[ c ]\nj=w\n");
+}
+
 TEST(Profile, TextBeforeTheFirstHeaderDisappearsAtTheNextRewrite)
 {
     std::string path = freshFile("stray=1\n; stray comment\n[s]\nk=v\n");
@@ -261,6 +274,112 @@ TEST(Profile, ManyValuesInOneRewrite)
     std::string fresh = freshFile();
     EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(fresh.c_str()), YString("new"), values));
     EXPECT_EQ(readText(fresh), "[new]\nA=10\nb=20\nc=30\n");
+}
+
+TEST(Profile, EmptyValueIsASettingOfItsOwn)
+{
+    std::string path = freshFile("[s]\nk=\nquoted=\"\"\n");
+    YString value("x");
+    EXPECT_TRUE(sp_GetPrivateProfileString("s", "k", path.c_str(), &value));
+    EXPECT_TRUE(value.isEmpty());
+    EXPECT_TRUE(sp_GetPrivateProfileString("s", "quoted", path.c_str(), &value));
+    EXPECT_TRUE(value.isEmpty());
+    // Writing the empty value again changes nothing on disk.
+    long long before = sp_GetFileModifiedTime(path.c_str());
+    nextTick();
+    EXPECT_TRUE(put(path, "s", "K", ""));
+    EXPECT_EQ(sp_GetFileModifiedTime(path.c_str()), before);
+    EXPECT_EQ(readText(path), "[s]\nk=\nquoted=\"\"\n");
+    // An empty value is not a deletion: the key stays, written with "=".
+    EXPECT_TRUE(put(path, "s", "new", ""));
+    EXPECT_EQ(readText(path), "[s]\nk=\nquoted=\nnew=\n");
+    EXPECT_TRUE(sp_GetPrivateProfileString("s", "new", path.c_str(), &value));
+    EXPECT_TRUE(value.isEmpty());
+}
+
+TEST(Profile, OnlyTheFirstEqualsSignAndOnePairOfQuotesCount)
+{
+    std::string path = freshFile("[s]\n\tmy key\t =\t a=b \t\nq = \"\"x\"\"\nhalf=x\"\n");
+    EXPECT_EQ(get(path, "s", "my key"), "a=b");
+    EXPECT_EQ(get(path, "S", "MY KEY"), "a=b");
+    EXPECT_EQ(get(path, "s", "q"), "\"x\"");
+    EXPECT_EQ(get(path, "s", "half"), "x\"");
+    EXPECT_TRUE(put(path, "s", "z", "1"));
+    EXPECT_EQ(readText(path), "[s]\nmy key=a=b\nq=\"x\"\nhalf=x\"\nz=1\n");
+}
+
+TEST(Profile, CarriageReturnsVanishAndCommentsKeepTheirTrailingBlanks)
+{
+    std::string path = freshFile("\r\n[s]\r\n  ; note  \r\nk = v\r\n\r\n[t]\r\nj=2\r\n");
+    EXPECT_EQ(get(path, "s", "k"), "v");
+    EXPECT_EQ(get(path, "t", "j"), "2");
+    EXPECT_TRUE(put(path, "t", "j", "3"));
+    EXPECT_EQ(readText(path), "[s]\n; note  \nk=v\n\n[t]\nj=3\n");
+}
+
+TEST(Profile, DeletingAKeyIgnoresCaseAndKeepsTheSectionHeader)
+{
+    std::string path = freshFile("[Main]\n; only a comment and one key\nKey=1\n\n[other]\nx=2\n");
+    EXPECT_TRUE(put(path, "MAIN", "kEY", nullptr));
+    EXPECT_EQ(readText(path), "[Main]\n; only a comment and one key\n\n[other]\nx=2\n");
+    EXPECT_EQ(get(path, "main", "key"), "");
+    EXPECT_TRUE(put(path, "other", "X", nullptr));
+    EXPECT_EQ(readText(path), "[Main]\n; only a comment and one key\n\n[other]\n");
+    YList<YString> keys;
+    ASSERT_TRUE(sp_GetProfileKeyNames(YString(path.c_str()), YString("other"), &keys));
+    EXPECT_EQ(keys.getCount(), 0);
+}
+
+TEST(Profile, ANewKeyInAnExistingSectionKeepsTheSectionsCaseAndPlace)
+{
+    std::string path = freshFile("[First]\na=1\n\n[Second]\nb=2\n");
+    EXPECT_TRUE(put(path, "second", "C", "3"));
+    EXPECT_EQ(readText(path), "[First]\na=1\n\n[Second]\nb=2\nC=3\n");
+    YList<YString> names;
+    ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
+    EXPECT_EQ(toVector(names), std::vector<std::string>({"First", "Second"}));
+}
+
+TEST(Profile, SectionNamedTwiceIsWrittenTwiceWithAllItsEntries)
+{
+    // Both headers name one section, so each is followed by all its entries.
+    std::string path = freshFile("[b]\nx=1\n[a]\ny=2\n[B]\nz=3\n");
+    EXPECT_TRUE(put(path, "a", "y", "20"));
+    EXPECT_EQ(readText(path), "[b]\nx=1\nz=3\n\n[a]\ny=20\n\n[B]\nx=1\nz=3\n");
+    EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("b")), 2);
+    EXPECT_EQ(readText(path), "[a]\ny=20\n");
+    YList<YString> names;
+    ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
+    EXPECT_EQ(toVector(names), std::vector<std::string>({"a"}));
+}
+
+TEST(Profile, ManyValuesThatAreAllInPlaceTouchNothing)
+{
+    std::string path = freshFile("[s]\n; keep\na = 1\nb=2\n");
+    EXPECT_EQ(get(path, "s", "a"), "1");
+    YList<NameValuePair> values;
+    values.append(NameValuePair(YString("A"), YString("1")));
+    values.append(NameValuePair(YString("b"), YString("2")));
+    long long before = sp_GetFileModifiedTime(path.c_str());
+    nextTick();
+    EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("S"), values));
+    EXPECT_EQ(sp_GetFileModifiedTime(path.c_str()), before);
+    EXPECT_EQ(readText(path), "[s]\n; keep\na = 1\nb=2\n");
+    values.append(NameValuePair(YString("c"), YString("")));
+    EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("S"), values));
+    EXPECT_EQ(readText(path), "[s]\n; keep\na=1\nb=2\nc=\n");
+}
+
+TEST(Profile, DeletingTheOnlySectionLeavesAnEmptyFile)
+{
+    std::string path = freshFile("; before\n[only]\n; c\nk=v\n");
+    EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("ONLY")), 2);
+    EXPECT_TRUE(QFile::exists(QString::fromStdString(path)));
+    EXPECT_EQ(readText(path), "");
+    YList<YString> names;
+    names.append(YString("stale"));
+    ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
+    EXPECT_EQ(names.getCount(), 0);
 }
 
 // ------------------------------------------------------- names and sections
