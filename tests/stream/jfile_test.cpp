@@ -274,6 +274,39 @@ TEST(JFileBuffered, AfterThousandTakenNamesTheLastIsUsedAndMayFail)
     EXPECT_EQ(entriesOf(dir), QStringList({"x-original.txt", "x.txt"}));
 }
 
+TEST(JFileBuffered, NewFileThatCantBeMovedInLeavesTheOldOneInTheBackup)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string target = dir + "/x.txt";
+    writeText(target, "old");
+    writeText(dir + "/x-original.txt", "earlier");
+    JFileBuffered f(target.c_str(), false);
+    ASSERT_EQ(f.getStatus(), JFileBufferedOk);
+    std::fputs("new", f);
+    // The temporary file vanishes under the open stream: the writes still
+    // succeed, the old file is moved aside, and the new one is not there
+    // to take its place.
+    ASSERT_EQ(std::remove(f.getTemporary().tocs()), 0);
+    EXPECT_EQ(f.close(), JFileBufferedLeftBackup);
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(target)));
+    EXPECT_EQ(readText(dir + "/x-original-1.txt"), "old");
+    EXPECT_EQ(readText(dir + "/x-original.txt"), "earlier");
+    EXPECT_EQ(entriesOf(dir), QStringList({"x-original-1.txt", "x-original.txt"}));
+    EXPECT_EQ(f.close(), JFileBufferedNotOpen);
+}
+
+TEST(JFileBuffered, NewFileThatCantBeMovedInWithNoOldFileGivesRenameFailed)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string target = dir + "/fresh.txt";
+    JFileBuffered f(target.c_str(), true);
+    ASSERT_EQ(f.getStatus(), JFileBufferedOk);
+    std::fputs("new", f);
+    ASSERT_EQ(std::remove(f.getTemporary().tocs()), 0);
+    EXPECT_EQ(f.close(), JFileBufferedRenameFailed);
+    EXPECT_EQ(entriesOf(dir), QStringList());
+}
+
 TEST(JFileBuffered, LinkedTargetKeepsItsLink)
 {
     std::string links = kvtest::makeTempDir();
