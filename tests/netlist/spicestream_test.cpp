@@ -226,6 +226,12 @@ TEST(SpiceStream, LiteralGetAppendsEachByteToSourceText)
     EXPECT_STREQ(s.getBuffer()->get(), "*x\n");
 }
 
+TEST(SpiceStream, LiteralModeStillDropsBytesAndEndsAt255)
+{
+    std::string text("R1\x01 a\r\n+ b\xff c\n", 14);
+    EXPECT_EQ(statementsOf(text, true), Lines({"R1 a", "+ b"}));
+}
+
 // ----------------------------------------------------------------- braces
 
 TEST(SpiceStream, DecliningEvaluateKeepsOuterBracesAndShowsInnerAsParentheses)
@@ -686,6 +692,19 @@ TEST(SpiceStream, StreamWithoutDeviceOrWithAWriteOnlyDeviceIsEmpty)
     SpiceStream b(messages);
     EXPECT_EQ(readAll(b), Lines());
     EXPECT_EQ(b.get(false), -1);
+}
+
+TEST(SpiceStream, FileOpenedInADialectUsesItsCommentCharacterFromTheStart)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string path = dir + "/h.sp";
+    std::ofstream(path, std::ios::binary) << "R1 a ; b $ c\n$ whole line\nR2 d\n";
+    SpiceStream s(path.c_str(), HSPICE);
+    EXPECT_EQ(readAll(s), Lines({"R1 a ; b ", "R2 d"}));
+    EXPECT_TRUE(s.isHspiceMode());
+    // Only a directive empties the separator; the dialect given here doesn't.
+    EXPECT_STREQ(s.getSeparator(), "$");
+    EXPECT_EQ(s.getSourceFile(), YString(path.c_str()));
 }
 
 TEST(SpiceStream, FileThatCantBeOpenedReadsEmpty)

@@ -195,6 +195,21 @@ TEST(JFileBuffered, MissingDirectoryGivesOpenFailed)
     EXPECT_FALSE(QDir(QString::fromStdString(dir + "/no")).exists());
 }
 
+TEST(JFileBuffered, EmptyOrNullNameGivesOpenFailed)
+{
+    std::string dir = kvtest::makeTempDir();
+    CurrentDir here(dir);
+    for (const char *name : {static_cast<const char *>(nullptr), ""}) {
+        JFileBuffered f(name, false);
+        EXPECT_EQ(f.getStatus(), JFileBufferedOpenFailed);
+        EXPECT_EQ(static_cast<FILE *>(f), nullptr);
+        EXPECT_TRUE(f.getTemporary().isEmpty());
+        f.failed();
+        EXPECT_EQ(f.close(), JFileBufferedNotOpen);
+    }
+    EXPECT_EQ(entriesOf(dir), QStringList());
+}
+
 TEST(JFileBuffered, NewTargetAppearsOnlyAtClose)
 {
     std::string dir = kvtest::makeTempDir();

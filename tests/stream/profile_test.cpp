@@ -382,6 +382,39 @@ TEST(Profile, DeletingTheOnlySectionLeavesAnEmptyFile)
     EXPECT_EQ(names.getCount(), 0);
 }
 
+TEST(Profile, KeyDeletedAndSetAgainGoesToTheBottomOfItsSection)
+{
+    std::string path = freshFile("[s]\na=1\n; about b\nb=2\n");
+    EXPECT_TRUE(put(path, "s", "a", nullptr));
+    EXPECT_EQ(readText(path), "[s]\n; about b\nb=2\n");
+    EXPECT_TRUE(put(path, "s", "A", "3"));
+    EXPECT_EQ(readText(path), "[s]\n; about b\nb=2\nA=3\n");
+    // A changed value keeps its place.
+    EXPECT_TRUE(put(path, "s", "b", "4"));
+    EXPECT_EQ(readText(path), "[s]\n; about b\nb=4\nA=3\n");
+}
+
+TEST(Profile, ManyValuesWithARepeatedNameKeepTheLastValueOnce)
+{
+    std::string path = freshFile("[s]\nx=0\n");
+    YList<NameValuePair> values;
+    values.append(NameValuePair(YString("k"), YString("1")));
+    values.append(NameValuePair(YString("K"), YString("2")));
+    values.append(NameValuePair(YString("x"), YString("0")));
+    EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("s"), values));
+    EXPECT_EQ(readText(path), "[s]\nx=0\nk=2\n");
+}
+
+TEST(Profile, NoValuesForAMissingFileMakeNoFile)
+{
+    std::string path = freshFile();
+    YList<NameValuePair> none;
+    EXPECT_FALSE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("s"), none));
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(path)));
+    EXPECT_FALSE(put(path, "s", "k", nullptr));
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(path)));
+}
+
 // ------------------------------------------------------- names and sections
 
 TEST(Profile, KeyNamesAreAddedAtTheHeadOfTheList)
