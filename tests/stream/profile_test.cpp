@@ -7,12 +7,16 @@
 
 #include "support/test_support.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QThread>
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
@@ -541,6 +545,52 @@ KVTEST_CHILD(profileWrite)
                                         args[2].toUtf8().constData(), args[3].toUtf8().constData())
                ? 0
                : 1;
+}
+
+// A rewrite that can't reach the disk: the writer still answers true (the
+// file exists) and keeps the new value in memory, while the file keeps the
+// old text. As root the child drops to an unprivileged user first.
+KVTEST_CHILD(profileUnwritableDirectory)
+{
+    if (args.size() != 1)
+        return 2;
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
+        return 90;
+    std::string path = args[0].toStdString();
+    if (get(path, "s", "k") != "old")
+        return 3;
+    if (!put(path, "s", "k", "new"))
+        return 4;
+    if (get(path, "s", "k") != "new")
+        return 5;
+    if (readText(path) != "[s]\nk=old\n")
+        return 6;
+    if (!put(path, "s", "j", "more") || get(path, "s", "j") != "more" || readText(path) != "[s]\nk=old\n")
+        return 7;
+    return 0;
+}
+
+TEST(ProfileProcesses, RewriteThatCantReachTheDiskKeepsMemoryAndTheOldFile)
+{
+    std::string dir = kvtest::makeTempDir("ro");
+    if (geteuid() == 0) {
+        // Let the unprivileged user reach the directory (but not write in it).
+        for (std::string p = dir; p.size() > 1 && p != "/tmp"; p = p.substr(0, p.rfind('/'))) {
+            struct stat st;
+            if (::stat(p.c_str(), &st) == 0)
+                ::chmod(p.c_str(), (st.st_mode & 07777) | 0011);
+            if (p == kvtest::tempRoot())
+                break;
+        }
+    }
+    std::string path = dir + "/settings.ini";
+    writeText(path, "[s]\nk=old\n");
+    ::chmod(path.c_str(), 0644);
+    ::chmod(dir.c_str(), 0555);
+    EXPECT_EQ(kvtest::runChild("profileUnwritableDirectory", {QString::fromStdString(path)}), 0);
+    ::chmod(dir.c_str(), 0755);
+    EXPECT_EQ(readText(path), "[s]\nk=old\n");
+    EXPECT_EQ(QDir(QString::fromStdString(dir)).entryList(QDir::Files | QDir::Hidden), QStringList({"settings.ini"}));
 }
 
 TEST(ProfileProcesses, SecondProcessSeesTheFirstsChange)
