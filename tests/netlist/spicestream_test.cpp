@@ -634,6 +634,25 @@ TEST(SpiceStream, ByteAfterACarriageReturnDoesNotReachTheEncodingDetector)
     EXPECT_EQ(sc.getUtf8Encoding(), Utf8DetectNotUtf8);
 }
 
+TEST(SpiceStream, WithDecryptionOnTheCountsAreTheStreamsOwn)
+{
+    kvstrstream source("R1 a b\r\nR2 c\n");
+    SpiceStream s(source);
+    StripMark decrypter;
+    s.setAllowEncryption(&decrypter);
+    YString line;
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    EXPECT_STREQ(line.tocs(), "R1 a b");
+    EXPECT_EQ(s.getLastAcceptedCharCount(), 8);
+    EXPECT_EQ(s.getCharCount(), 9); // the look-ahead took the "R" of R2
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    EXPECT_EQ(s.getLastAcceptedCharCount(), 13);
+    EXPECT_EQ(s.getCharCount(), 13);
+    s.clearCounts();
+    EXPECT_EQ(s.getCharCount(), 0);
+    EXPECT_EQ(s.getLastAcceptedCharCount(), 0);
+}
+
 // --------------------------------------------------------- state and buffer
 
 TEST(SpiceStream, InitAfterASeekReadsAgain)
