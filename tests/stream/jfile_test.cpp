@@ -310,6 +310,27 @@ TEST(JFileBuffered, NewFileThatCantBeMovedInLeavesTheOldOneInTheBackup)
     EXPECT_EQ(f.close(), JFileBufferedNotOpen);
 }
 
+TEST(JFileBuffered, BackupNameKeepsTheExtensionAfterTheLastDot)
+{
+    // A save whose new file can't be moved in shows the backup's name.
+    struct Case {
+        const char *target;
+        const char *backup;
+    };
+    const Case cases[] = {{"notes", "notes-original"}, {"a.b.txt", "a.b-original.txt"}};
+    for (const Case &c : cases) {
+        std::string dir = kvtest::makeTempDir();
+        std::string target = dir + "/" + c.target;
+        writeText(target, "old");
+        JFileBuffered f(target.c_str(), false);
+        ASSERT_EQ(f.getStatus(), JFileBufferedOk);
+        ASSERT_EQ(std::remove(f.getTemporary().tocs()), 0);
+        EXPECT_EQ(f.close(), JFileBufferedLeftBackup) << c.target;
+        EXPECT_EQ(entriesOf(dir), QStringList({c.backup})) << c.target;
+        EXPECT_EQ(readText(dir + "/" + c.backup), "old") << c.target;
+    }
+}
+
 TEST(JFileBuffered, NewFileThatCantBeMovedInWithNoOldFileGivesRenameFailed)
 {
     std::string dir = kvtest::makeTempDir();
