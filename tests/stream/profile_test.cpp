@@ -312,6 +312,15 @@ TEST(Profile, OnlyTheFirstEqualsSignAndOnePairOfQuotesCount)
     EXPECT_EQ(readText(path), "[s]\nmy key=a=b\nq=\"x\"\nhalf=x\"\nz=1\n");
 }
 
+TEST(Profile, SemicolonAfterAValueIsPartOfTheValue)
+{
+    std::string path = freshFile("[s]\nk=v ; not a comment\n \t \n\t;\ttabbed comment\nj = \"x\" ; y\n");
+    EXPECT_EQ(get(path, "s", "k"), "v ; not a comment");
+    EXPECT_EQ(get(path, "s", "j"), "\"x\" ; y"); // the quotes don't enclose the whole value
+    EXPECT_TRUE(put(path, "s", "z", "1"));
+    EXPECT_EQ(readText(path), "[s]\nk=v ; not a comment\n;\ttabbed comment\nj=\"x\" ; y\nz=1\n");
+}
+
 TEST(Profile, CarriageReturnsVanishAndCommentsKeepTheirTrailingBlanks)
 {
     std::string path = freshFile("\r\n[s]\r\n  ; note  \r\nk = v\r\n\r\n[t]\r\nj=2\r\n");
