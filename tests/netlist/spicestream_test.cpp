@@ -767,6 +767,33 @@ TEST(SpiceStream, InitAfterASeekReadsAgain)
     EXPECT_EQ(readAll(s), first);
 }
 
+TEST(SpiceStream, InitKeepsSourceTextAndHierarchyAndResetsTheModes)
+{
+    kvstrstream source("*#hierarchy\nR1 a\n\n+ b\n");
+    SpiceStream s(source);
+    s.dontSuppressEmptyLines();
+    s.setLiteralMode(true);
+    YString line;
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    EXPECT_STREQ(line.tocs(), "*#hierarchy"); // literal: the directive is a statement
+    s.setLiteralMode(false);
+    s.seekg(0);
+    s.init();
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    EXPECT_STREQ(line.tocs(), "R1 a  b");
+    EXPECT_TRUE(s.isHierarchy());
+    s.seekg(0);
+    s.init();
+    EXPECT_TRUE(s.isHierarchy());
+    // The source text runs on from before init, and empty lines are
+    // suppressed again.
+    EXPECT_STREQ(s.getBuffer()->get(), "*#hierarchy\n#hierarchyR1 a\n+ b\n");
+    s.setLiteralMode(true);
+    s.init();
+    s.seekg(0);
+    EXPECT_EQ(readAll(s), Lines({"R1 a  b"})); // init turned literal mode off
+}
+
 TEST(SpiceStream, InitAfterASeekOnAFileDropsTheReadAhead)
 {
     std::string dir = kvtest::makeTempDir();
