@@ -548,6 +548,23 @@ TEST(SpiceStream, DirectiveBytesAreTakenAsTheyStand)
     EXPECT_EQ(std::string(s.getBuffer()->get()), std::string("#HSP\x01ICER1 a $ b\n", 17));
 }
 
+TEST(SpiceStream, AnyDelimiterMaySurroundTheDialectWord)
+{
+    for (const char *text : {"*#\tHSPICE\nR1 a $ b\n", "*#(HSPICE)\nR1 a $ b\n", "*#=HSPICE,x\nR1 a $ b\n",
+                             "*#,,HSPICE \t\nR1 a $ b\n"}) {
+        kvstrstream source(text);
+        SpiceStream s(source);
+        EXPECT_EQ(readAll(s), Lines({"R1 a "})) << text;
+        EXPECT_EQ(s.getLanguage(), HSPICE) << text;
+    }
+    for (const char *text : {"*#HSPICEX\nR1 a $ b\n", "*#-HSPICE\nR1 a $ b\n", "*#\nR1 a $ b\n"}) {
+        kvstrstream source(text);
+        SpiceStream s(source);
+        EXPECT_EQ(readAll(s), Lines({"R1 a $ b"})) << text;
+        EXPECT_EQ(s.getLanguage(), KELVORAN) << text;
+    }
+}
+
 TEST(SpiceStream, SeparatorWordsIgnoreCase)
 {
     struct Case {
