@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <fstream>
 #include <memory>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -426,6 +427,33 @@ TEST(Profile, NoValuesForAMissingFileMakeNoFile)
     EXPECT_FALSE(QFile::exists(QString::fromStdString(path)));
     EXPECT_FALSE(put(path, "s", "k", nullptr));
     EXPECT_FALSE(QFile::exists(QString::fromStdString(path)));
+}
+
+TEST(Profile, ArbitraryTextReadsAndRewritesWithoutHarm)
+{
+    const std::vector<std::string> pieces = {"[a]", "[B]", "[]", "[", "]", "k=v", "K = \"x\"", "=", "; c", " ",
+                                             "\t", "\r", "\n", "\n", "\n", "x", "\"", "[a]b]", "j=", "\x01",
+                                             "\xff", "\xc3\xa9", std::string(300, 'w'), std::string(1, '\0')};
+    const unsigned pieceCount = static_cast<unsigned>(pieces.size());
+    std::mt19937 random(3600);
+    for (int round = 0; round < 150; ++round) {
+        std::string text;
+        int length = static_cast<int>(random() % 40);
+        for (int i = 0; i < length; ++i)
+            text += pieces[random() % pieceCount];
+        std::string path = freshFile(text);
+        writeText(path, text); // also when empty
+        YList<YString> names;
+        ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names)) << round;
+        get(path, "a", "k");
+        ASSERT_TRUE(put(path, "zz", "key", "val")) << round;
+        EXPECT_EQ(get(path, "ZZ", "KEY"), "val") << round;
+        std::string written = readText(path);
+        ASSERT_EQ(written.rfind("[zz]\nkey=val\n", 0), 0u) << round << ": " << written;
+        EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("zz")), 1) << round;
+        EXPECT_EQ(readText(path).find("[zz]"), std::string::npos) << round;
+        EXPECT_EQ(get(path, "zz", "key"), "") << round;
+    }
 }
 
 // ------------------------------------------------------- names and sections
