@@ -96,6 +96,31 @@ TEST(JFile, RelativeNameBecomesAbsolute)
     EXPECT_STREQ(f.getFilename().tocs(), (dir + "/rel.txt").c_str());
 }
 
+TEST(JFile, OpenOverAHeldStreamLeavesThatStreamOpen)
+{
+    std::string dir = kvtest::makeTempDir();
+    JFile f((dir + "/first.txt").c_str(), "w");
+    FILE *first = f.get();
+    ASSERT_NE(first, nullptr);
+    std::fputs("one", first);
+    ASSERT_NE(f.open((dir + "/second.txt").c_str(), "w"), nullptr);
+    EXPECT_NE(f.get(), first);
+    EXPECT_STREQ(f.getFilename().tocs(), (dir + "/second.txt").c_str());
+    // The first stream is the caller's to finish: still open, still buffered.
+    EXPECT_EQ(readText(dir + "/first.txt"), "");
+    EXPECT_GE(std::fputs(" two", first), 0);
+    EXPECT_EQ(std::fclose(first), 0);
+    EXPECT_EQ(readText(dir + "/first.txt"), "one two");
+    // A failed open drops the held stream the same way, without closing it.
+    FILE *second = f.get();
+    EXPECT_EQ(f.open((dir + "/no/such.txt").c_str(), "w"), nullptr);
+    EXPECT_EQ(f.get(), nullptr);
+    EXPECT_STREQ(f.getFilename().tocs(), (dir + "/second.txt").c_str());
+    EXPECT_GE(std::fputs("2", second), 0);
+    EXPECT_EQ(std::fclose(second), 0);
+    EXPECT_EQ(readText(dir + "/second.txt"), "2");
+}
+
 TEST(JFile, FailedOpenKeepsTheName)
 {
     std::string dir = kvtest::makeTempDir();
