@@ -136,6 +136,7 @@ public:
 private:
     int readInput();
     int refill();
+    void endInput();
     int readRaw();
     int readDirectiveByte();
     void record();

@@ -223,6 +223,15 @@ inline int SpiceStream::readInput()
     return c & 0xFF;
 }
 
+// The end for good: a byte 255 ends the input even with more bytes waiting
+// in the read-ahead, which are dropped with it.
+inline void SpiceStream::endInput()
+{
+    inputEnded = true;
+    inputPos = 0;
+    inputEnd = 0;
+}
+
 // Raw input for the machine: carriage returns skipped, refused bytes
 // dropped, a byte 255 taken as the end for good.
 inline int SpiceStream::readRaw()
@@ -230,7 +239,7 @@ inline int SpiceStream::readRaw()
     for (;;) {
         int c = readInput();
         if (c < 0 || c == 255) {
-            inputEnded = true;
+            endInput();
             return -1;
         }
         bump(charCount, 1);
@@ -245,7 +254,7 @@ inline int SpiceStream::readRaw()
         while (c == '\r') {
             c = readInput();
             if (c < 0 || c == 255) {
-                inputEnded = true;
+                endInput();
                 return -1;
             }
             bump(charCount, 1);
@@ -267,7 +276,7 @@ inline int SpiceStream::readDirectiveByte()
         c = readInput();
     }
     if (c < 0 || c == 255) {
-        inputEnded = true;
+        endInput();
         return -1;
     }
     bump(charCount, 1);

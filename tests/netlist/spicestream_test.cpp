@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -224,6 +225,12 @@ TEST(SpiceStream, LiteralGetAppendsEachByteToSourceText)
     EXPECT_EQ(s.get(true), -1);
     EXPECT_EQ(s.get(true), -1);
     EXPECT_STREQ(s.getBuffer()->get(), "*x\n");
+}
+
+TEST(SpiceStream, LiteralModeStillDropsBytesAndEndsAt255)
+{
+    std::string text("R1\x01 a\r\n+ b\xff c\n", 14);
+    EXPECT_EQ(statementsOf(text, true), Lines({"R1 a", "+ b"}));
 }
 
 // ----------------------------------------------------------------- braces
@@ -450,6 +457,316 @@ TEST(SpiceStream, EncryptedLinesAreReadThroughTheStreamAndMarked)
     EXPECT_EQ(got[3], std::make_pair(std::string("R4 g h"), false));
 }
 
+TEST(SpiceStream, HspiceDollarCommentBetweenStatementAndContinuation)
+{
+    kvstrstream source("*#HSPICE\nR1 a b\n$ note\n+ c ; d\n; not a comment\n* still one\nR2 e\n");
+    SpiceStream s(source);
+    EXPECT_EQ(numberedOf(s), Numbered({{2, "R1 a b  c ; d"}, {5, "; not a comment"}, {7, "R2 e"}}));
+    EXPECT_STREQ(s.getBuffer()->get(), "#HSPICER1 a b\n$ note\n+ c ; d\n; not a comment\n* still one\nR2 e\n");
+}
+
+TEST(SpiceStream, PspiceCommentsWithSemicolonAndKeepsDollar)
+{
+    kvstrstream source("*#PSPICE\nR1 a ; c\n$x y\nR2 a*b 2\n");
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines({"R1 a ", "$x y", "R2 a*b 2"}));
+    EXPECT_EQ(s.getInlineCommentChar(), ';');
+    EXPECT_FALSE(s.isHspiceMode());
+}
+
+TEST(SpiceStream, BareStarLinesCountTheirLineFeedsOnce)
+{
+    kvstrstream source("*\n*\nR1 a\n*\n+ b\n;\nR2 c\n");
+    SpiceStream s(source);
+    EXPECT_EQ(numberedOf(s), Numbered({{3, "R1 a  b"}, {7, "R2 c"}}));
+    EXPECT_EQ(s.getLineCount(), 7);
+    EXPECT_EQ(s.getCharCount(), 22);
+    EXPECT_STREQ(s.getBuffer()->get(), "R1 a\n*\n+ b\n;\nR2 c\n");
+}
+
+TEST(SpiceStream, DroppedBytesDoNotBreakContinuationsOrComments)
+{
+    std::string text("R1 a\n\x01+ b\n\x02* c\n\x03\nR2 d\n", 22);
+    kvstrstream source(text.data(), static_cast<int>(text.size()));
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines({"R1 a  b", "R2 d"}));
+    EXPECT_EQ(s.getCharCount(), 22);
+    EXPECT_EQ(s.getLineCount(), 5);
+}
+
+TEST(SpiceStream, Byte255InACommentOrDirectiveEndsTheInput)
+{
+    EXPECT_EQ(statementsOf("R1 a ; x\xff\n+ b\n"), Lines({"R1 a "}));
+    EXPECT_EQ(statementsOf("R1 a\n* x\xff\n+ b\n"), Lines({"R1 a"}));
+    EXPECT_EQ(statementsOf("R1 a\n*\xff\n+ b\nR2 c\n"), Lines({"R1 a"}));
+    EXPECT_EQ(statementsOf("*\xffX\nR1 a\n"), Lines());
+    kvstrstream source("*#HSP\xffICE\nR1 a $ b\n");
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines());
+    EXPECT_EQ(s.getLanguage(), KELVORAN);
+    EXPECT_TRUE(s.eof());
+    EXPECT_EQ(s.getCharCount(), 5); // "*#HSP"; nothing after the end is read
+    EXPECT_EQ(std::string(s.getBuffer()->get()), "#HSP");
+}
+
+TEST(SpiceStream, Byte255InADirectiveEndsAFileToo)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string path = dir + "/directive255.cir";
+    std::ofstream(path, std::ios::binary) << "R1 a b\n*#hier\xff" "archy\n+ c\nR2 d e\n";
+    SpiceStream s(path.c_str(), KELVORAN);
+    EXPECT_EQ(readAll(s), Lines({"R1 a b"}));
+    EXPECT_FALSE(s.isHierarchy());
+    EXPECT_EQ(s.getLineCount(), 1);
+}
+
+TEST(SpiceStream, InlineCommentCharacterInsideBracesStillStartsAComment)
+{
+    EXPECT_EQ(statementsOf("R1 {a;b}\nR2 c\n"), Lines({"R1 ", "R2 c"}));
+}
+
+TEST(SpiceStream, DirectiveWithCarriageReturnsIsRecognisedAndCounted)
+{
+    kvstrstream source("*#HSPICE\r\nR1 a $ x\r\n");
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines({"R1 a "}));
+    EXPECT_EQ(s.getLanguage(), HSPICE);
+    EXPECT_EQ(s.getCharCount(), 20);
+    EXPECT_EQ(s.getLineCount(), 2);
+    EXPECT_STREQ(s.getBuffer()->get(), "#HSPICER1 a $ x\n");
+}
+
+TEST(SpiceStream, DirectiveBytesAreTakenAsTheyStand)
+{
+    // The directive is read past the byte filter: a stray control byte is
+    // part of the word, which then names no dialect.
+    std::string text("*#HSP\x01ICE\nR1 a $ b\n", 19);
+    kvstrstream source(text.data(), static_cast<int>(text.size()));
+    SpiceStream s(source);
+    EXPECT_EQ(readAll(s), Lines({"R1 a $ b"}));
+    EXPECT_EQ(s.getLanguage(), KELVORAN);
+    EXPECT_EQ(std::string(s.getBuffer()->get()), std::string("#HSP\x01ICER1 a $ b\n", 17));
+}
+
+TEST(SpiceStream, AnyDelimiterMaySurroundTheDialectWord)
+{
+    for (const char *text : {"*#\tHSPICE\nR1 a $ b\n", "*#(HSPICE)\nR1 a $ b\n", "*#=HSPICE,x\nR1 a $ b\n",
+                             "*#,,HSPICE \t\nR1 a $ b\n"}) {
+        kvstrstream source(text);
+        SpiceStream s(source);
+        EXPECT_EQ(readAll(s), Lines({"R1 a "})) << text;
+        EXPECT_EQ(s.getLanguage(), HSPICE) << text;
+    }
+    for (const char *text : {"*#HSPICEX\nR1 a $ b\n", "*#-HSPICE\nR1 a $ b\n", "*#\nR1 a $ b\n"}) {
+        kvstrstream source(text);
+        SpiceStream s(source);
+        EXPECT_EQ(readAll(s), Lines({"R1 a $ b"})) << text;
+        EXPECT_EQ(s.getLanguage(), KELVORAN) << text;
+    }
+}
+
+TEST(SpiceStream, SeparatorWordsIgnoreCase)
+{
+    struct Case {
+        const char *text;
+        const char *separator;
+    };
+    const Case cases[] = {
+        {"*#kelvoran SEP=NONE\nR1 a\n", ""},
+        {"*#Kelvoran Sep=None\nR1 a\n", ""},
+        {"*#KELVORAN sep=:\n*#KELVORAN\nR1 a\n", ":"}, // a bare directive leaves it
+        {"*#KELVORAN sep=. sep=:\nR1 a\n", ":"},       // the last one wins
+        {"*#KELVORAN sep=\nR1 a\n", "$"},              // too few tokens
+        {"*#hspice\nR1 a\n", ""},
+    };
+    for (const Case &c : cases) {
+        kvstrstream source(c.text);
+        SpiceStream s(source);
+        readAll(s);
+        EXPECT_STREQ(s.getSeparator(), c.separator) << c.text;
+    }
+}
+
+TEST(SpiceStream, CutDirectiveRestGoesWhereItsCommentGoes)
+{
+    std::string xs(199, 'x');
+    // Between statements the cut-off rest of the line goes nowhere.
+    std::string between = "*#" + xs + "TAIL\nR1 a\n";
+    kvstrstream a(between.c_str());
+    SpiceStream sa(a);
+    EXPECT_EQ(readAll(sa), Lines({"R1 a"}));
+    EXPECT_EQ(std::string(sa.getBuffer()->get()), "#" + std::string(198, 'x') + "R1 a\n");
+    EXPECT_EQ(sa.getCharCount(), static_cast<int>(between.size()));
+    EXPECT_EQ(sa.getLineCount(), 2);
+
+    // Before a continuation the whole line is kept, once.
+    std::string inside = "R1 a\n*#" + xs + "TAIL\n+ b\n";
+    kvstrstream b(inside.c_str());
+    SpiceStream sb(b);
+    EXPECT_EQ(readAll(sb), Lines({"R1 a  b"}));
+    EXPECT_EQ(std::string(sb.getBuffer()->get()), inside);
+    EXPECT_EQ(sb.getCharCount(), static_cast<int>(inside.size()));
+    EXPECT_EQ(sb.getLineCount(), 3);
+}
+
+TEST(SpiceStream, LastAcceptedCountsAtAnEndWithoutLineFeed)
+{
+    kvstrstream a("R1 ab");
+    SpiceStream sa(a);
+    EXPECT_EQ(readAll(sa), Lines({"R1 ab"}));
+    EXPECT_EQ(sa.getLastAcceptedCharCount(), 5);
+    EXPECT_EQ(sa.getLastAcceptedLineCount(), 0);
+
+    kvstrstream b("X\nR1 a ; c");
+    SpiceStream sb(b);
+    EXPECT_EQ(readAll(sb), Lines({"X", "R1 a "}));
+    EXPECT_EQ(sb.getLastAcceptedCharCount(), 7); // the blank before ";"
+    EXPECT_EQ(sb.getLastAcceptedLineCount(), 1);
+    EXPECT_EQ(sb.getCharCount(), 10);
+}
+
+TEST(SpiceStream, GetsTakesNullPointers)
+{
+    kvstrstream source("R1 a\nR2 b\n");
+    SpiceStream s(source);
+    EXPECT_TRUE(s.gets(nullptr, nullptr, nullptr, nullptr));
+    YString line;
+    int number = 0;
+    EXPECT_TRUE(s.gets(&line, &number, nullptr, nullptr));
+    EXPECT_STREQ(line.tocs(), "R2 b");
+    EXPECT_EQ(number, 2);
+    EXPECT_FALSE(s.gets(nullptr, nullptr, nullptr, nullptr));
+}
+
+TEST(SpiceStream, ByteAfterACarriageReturnDoesNotReachTheEncodingDetector)
+{
+    // Without the carriage return the pair is UTF-8; after one, only its
+    // second byte is seen, which no UTF-8 text begins with.
+    kvstrstream plain("R1 a\xc3\xa9\n");
+    SpiceStream sp(plain);
+    readAll(sp);
+    EXPECT_EQ(sp.getUtf8Encoding(), Utf8DetectUtf8);
+    kvstrstream afterCr("R1 a\r\xc3\xa9\n");
+    SpiceStream sc(afterCr);
+    EXPECT_EQ(readAll(sc), Lines({"R1 a\xc3\xa9"}));
+    EXPECT_EQ(sc.getUtf8Encoding(), Utf8DetectNotUtf8);
+}
+
+TEST(SpiceStream, WithDecryptionOnTheCountsAreTheStreamsOwn)
+{
+    kvstrstream source("R1 a b\r\nR2 c\n");
+    SpiceStream s(source);
+    StripMark decrypter;
+    s.setAllowEncryption(&decrypter);
+    YString line;
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    EXPECT_STREQ(line.tocs(), "R1 a b");
+    EXPECT_EQ(s.getLastAcceptedCharCount(), 8);
+    EXPECT_EQ(s.getCharCount(), 9); // the look-ahead took the "R" of R2
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    EXPECT_EQ(s.getLastAcceptedCharCount(), 13);
+    EXPECT_EQ(s.getCharCount(), 13);
+    s.clearCounts();
+    EXPECT_EQ(s.getCharCount(), 0);
+    EXPECT_EQ(s.getLastAcceptedCharCount(), 0);
+}
+
+namespace {
+
+// Everything a reader can observe after reading \p text to its end.
+struct Observed {
+    Numbered statements;
+    std::vector<int> flags; // nonAscii per statement, then hierarchy
+    std::string sourceText;
+    int lineCount = 0;
+    int charCount = 0;
+    int lastLine = 0;
+    int lastChar = 0;
+    int language = 0;
+    std::string separator;
+    int encoding = 0;
+    bool operator==(const Observed &o) const
+    {
+        return statements == o.statements && flags == o.flags && sourceText == o.sourceText &&
+               lineCount == o.lineCount && charCount == o.charCount && lastLine == o.lastLine &&
+               lastChar == o.lastChar && language == o.language && separator == o.separator &&
+               encoding == o.encoding;
+    }
+};
+
+// \p text with line ends and bytes outside printable ASCII as C escapes.
+std::string escaped(const std::string &text)
+{
+    std::string out;
+    char code[8];
+    for (unsigned char c : text) {
+        if (c >= 32 && c < 127 && c != '\\') {
+            out += static_cast<char>(c);
+        } else {
+            std::snprintf(code, sizeof code, "\\x%02x", c);
+            out += code;
+        }
+    }
+    return out;
+}
+
+Observed observe(const std::string &text, bool byteAtATime)
+{
+    kvstrstream source(text.data(), static_cast<int>(text.size()));
+    AngleStream s(source);
+    StripMark decrypter;
+    if (byteAtATime)
+        s.setAllowEncryption(&decrypter); // no "?@@" line: the same text, read one byte at a time
+    Observed o;
+    YString line;
+    int number = 0;
+    bool nonAscii = false;
+    while (s.gets(&line, &number, nullptr, &nonAscii)) {
+        o.statements.push_back({number, line.tocs()});
+        o.flags.push_back(nonAscii ? 1 : 0);
+        o.flags.push_back(s.isHierarchy() ? 1 : 0);
+    }
+    o.sourceText.assign(s.getBuffer()->get(), static_cast<size_t>(s.getBuffer()->getLength()));
+    o.lineCount = s.getLineCount();
+    o.charCount = s.getCharCount();
+    o.lastLine = s.getLastAcceptedLineCount();
+    o.lastChar = s.getLastAcceptedCharCount();
+    o.language = s.getLanguage();
+    o.separator = s.getSeparator();
+    o.encoding = s.getUtf8Encoding();
+    return o;
+}
+
+} // namespace
+
+TEST(SpiceStream, BlockReadingAgreesWithReadingByteByByte)
+{
+    // The block reader copies runs of plain bytes and comments in one step;
+    // with a decryption hook set every byte goes through the machine. Both
+    // must give the same statements, source text and counts. (No byte 255:
+    // with decryption on, the stream itself passes over that byte.)
+    const char *pieces[] = {"R1 a b 1k", "+", " ", "\t", "\n", "\r\n", "*", "* note", ";", "$", "; c",
+                            "$ c", "{", "}", "{x}", "*#HSPICE", "*#PSPICE", "*#KELVORAN sep=:",
+                            "*# kelvoran", "*#hierarchy", "\x01", "\x1b", "\xc3\xa9", "\xe9", "x*y",
+                            "ab=cd", "\"q\"", "-"};
+    const int pieceCount = static_cast<int>(sizeof pieces / sizeof pieces[0]);
+    std::mt19937 random(20261121);
+    for (int round = 0; round < 1500; ++round) {
+        std::string text;
+        int length = static_cast<int>(random() % 60);
+        for (int i = 0; i < length; ++i) {
+            text += pieces[random() % pieceCount];
+            if (random() % 4 == 0)
+                text += "\n";
+        }
+        if (round % 50 == 49)
+            text += std::string(40000, 'w') + "\n" + text; // past one read-ahead block
+        Observed blocks = observe(text, false);
+        Observed bytes = observe(text, true);
+        ASSERT_TRUE(blocks == bytes) << "round " << round << ": " << escaped(text);
+    }
+}
+
 // --------------------------------------------------------- state and buffer
 
 TEST(SpiceStream, InitAfterASeekReadsAgain)
@@ -465,6 +782,33 @@ TEST(SpiceStream, InitAfterASeekReadsAgain)
     EXPECT_STREQ(s.getSeparator(), "$");
     EXPECT_EQ(s.getLanguage(), HSPICE); // init leaves the dialect
     EXPECT_EQ(readAll(s), first);
+}
+
+TEST(SpiceStream, InitKeepsSourceTextAndHierarchyAndResetsTheModes)
+{
+    kvstrstream source("*#hierarchy\nR1 a\n\n+ b\n");
+    SpiceStream s(source);
+    s.dontSuppressEmptyLines();
+    s.setLiteralMode(true);
+    YString line;
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    EXPECT_STREQ(line.tocs(), "*#hierarchy"); // literal: the directive is a statement
+    s.setLiteralMode(false);
+    s.seekg(0);
+    s.init();
+    ASSERT_TRUE(s.gets(&line, nullptr, nullptr, nullptr));
+    EXPECT_STREQ(line.tocs(), "R1 a  b");
+    EXPECT_TRUE(s.isHierarchy());
+    s.seekg(0);
+    s.init();
+    EXPECT_TRUE(s.isHierarchy());
+    // The source text runs on from before init, and empty lines are
+    // suppressed again.
+    EXPECT_STREQ(s.getBuffer()->get(), "*#hierarchy\n#hierarchyR1 a\n+ b\n");
+    s.setLiteralMode(true);
+    s.init();
+    s.seekg(0);
+    EXPECT_EQ(readAll(s), Lines({"R1 a  b"})); // init turned literal mode off
 }
 
 TEST(SpiceStream, InitAfterASeekOnAFileDropsTheReadAhead)
@@ -508,6 +852,19 @@ TEST(SpiceStream, StreamWithoutDeviceOrWithAWriteOnlyDeviceIsEmpty)
     SpiceStream b(messages);
     EXPECT_EQ(readAll(b), Lines());
     EXPECT_EQ(b.get(false), -1);
+}
+
+TEST(SpiceStream, FileOpenedInADialectUsesItsCommentCharacterFromTheStart)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string path = dir + "/h.sp";
+    std::ofstream(path, std::ios::binary) << "R1 a ; b $ c\n$ whole line\nR2 d\n";
+    SpiceStream s(path.c_str(), HSPICE);
+    EXPECT_EQ(readAll(s), Lines({"R1 a ; b ", "R2 d"}));
+    EXPECT_TRUE(s.isHspiceMode());
+    // Only a directive empties the separator; the dialect given here doesn't.
+    EXPECT_STREQ(s.getSeparator(), "$");
+    EXPECT_EQ(s.getSourceFile(), YString(path.c_str()));
 }
 
 TEST(SpiceStream, FileThatCantBeOpenedReadsEmpty)

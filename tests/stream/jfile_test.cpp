@@ -96,6 +96,31 @@ TEST(JFile, RelativeNameBecomesAbsolute)
     EXPECT_STREQ(f.getFilename().tocs(), (dir + "/rel.txt").c_str());
 }
 
+TEST(JFile, OpenOverAHeldStreamLeavesThatStreamOpen)
+{
+    std::string dir = kvtest::makeTempDir();
+    JFile f((dir + "/first.txt").c_str(), "w");
+    FILE *first = f.get();
+    ASSERT_NE(first, nullptr);
+    std::fputs("one", first);
+    ASSERT_NE(f.open((dir + "/second.txt").c_str(), "w"), nullptr);
+    EXPECT_NE(f.get(), first);
+    EXPECT_STREQ(f.getFilename().tocs(), (dir + "/second.txt").c_str());
+    // The first stream is the caller's to finish: still open, still buffered.
+    EXPECT_EQ(readText(dir + "/first.txt"), "");
+    EXPECT_GE(std::fputs(" two", first), 0);
+    EXPECT_EQ(std::fclose(first), 0);
+    EXPECT_EQ(readText(dir + "/first.txt"), "one two");
+    // A failed open drops the held stream the same way, without closing it.
+    FILE *second = f.get();
+    EXPECT_EQ(f.open((dir + "/no/such.txt").c_str(), "w"), nullptr);
+    EXPECT_EQ(f.get(), nullptr);
+    EXPECT_STREQ(f.getFilename().tocs(), (dir + "/second.txt").c_str());
+    EXPECT_GE(std::fputs("2", second), 0);
+    EXPECT_EQ(std::fclose(second), 0);
+    EXPECT_EQ(readText(dir + "/second.txt"), "2");
+}
+
 TEST(JFile, FailedOpenKeepsTheName)
 {
     std::string dir = kvtest::makeTempDir();
@@ -195,6 +220,21 @@ TEST(JFileBuffered, MissingDirectoryGivesOpenFailed)
     EXPECT_FALSE(QDir(QString::fromStdString(dir + "/no")).exists());
 }
 
+TEST(JFileBuffered, EmptyOrNullNameGivesOpenFailed)
+{
+    std::string dir = kvtest::makeTempDir();
+    CurrentDir here(dir);
+    for (const char *name : {static_cast<const char *>(nullptr), ""}) {
+        JFileBuffered f(name, false);
+        EXPECT_EQ(f.getStatus(), JFileBufferedOpenFailed);
+        EXPECT_EQ(static_cast<FILE *>(f), nullptr);
+        EXPECT_TRUE(f.getTemporary().isEmpty());
+        f.failed();
+        EXPECT_EQ(f.close(), JFileBufferedNotOpen);
+    }
+    EXPECT_EQ(entriesOf(dir), QStringList());
+}
+
 TEST(JFileBuffered, NewTargetAppearsOnlyAtClose)
 {
     std::string dir = kvtest::makeTempDir();
@@ -272,6 +312,60 @@ TEST(JFileBuffered, AfterThousandTakenNamesTheLastIsUsedAndMayFail)
     EXPECT_EQ(f.close(), JFileBufferedRenameFailed);
     EXPECT_EQ(readText(target), "old");
     EXPECT_EQ(entriesOf(dir), QStringList({"x-original.txt", "x.txt"}));
+}
+
+TEST(JFileBuffered, NewFileThatCantBeMovedInLeavesTheOldOneInTheBackup)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string target = dir + "/x.txt";
+    writeText(target, "old");
+    writeText(dir + "/x-original.txt", "earlier");
+    JFileBuffered f(target.c_str(), false);
+    ASSERT_EQ(f.getStatus(), JFileBufferedOk);
+    std::fputs("new", f);
+    // The temporary file vanishes under the open stream: the writes still
+    // succeed, the old file is moved aside, and the new one is not there
+    // to take its place.
+    ASSERT_EQ(std::remove(f.getTemporary().tocs()), 0);
+    EXPECT_EQ(f.close(), JFileBufferedLeftBackup);
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(target)));
+    EXPECT_EQ(readText(dir + "/x-original-1.txt"), "old");
+    EXPECT_EQ(readText(dir + "/x-original.txt"), "earlier");
+    EXPECT_EQ(entriesOf(dir), QStringList({"x-original-1.txt", "x-original.txt"}));
+    EXPECT_EQ(f.close(), JFileBufferedNotOpen);
+}
+
+TEST(JFileBuffered, BackupNameKeepsTheExtensionAfterTheLastDot)
+{
+    // A save whose new file can't be moved in shows the backup's name.
+    struct Case {
+        const char *target;
+        const char *backup;
+    };
+    const Case cases[] = {{"notes", "notes-original"}, {"a.b.txt", "a.b-original.txt"}};
+    for (const Case &c : cases) {
+        std::string dir = kvtest::makeTempDir();
+        std::string target = dir + "/" + c.target;
+        writeText(target, "old");
+        JFileBuffered f(target.c_str(), false);
+        ASSERT_EQ(f.getStatus(), JFileBufferedOk);
+        ASSERT_EQ(std::remove(f.getTemporary().tocs()), 0);
+        EXPECT_EQ(f.close(), JFileBufferedLeftBackup) << c.target;
+        EXPECT_EQ(entriesOf(dir), QStringList({c.backup})) << c.target;
+        EXPECT_EQ(readText(dir + "/" + c.backup), "old") << c.target;
+    }
+}
+
+TEST(JFileBuffered, NewFileThatCantBeMovedInWithNoOldFileGivesRenameFailed)
+{
+    std::string dir = kvtest::makeTempDir();
+    std::string target = dir + "/fresh.txt";
+    JFileBuffered f(target.c_str(), true);
+    ASSERT_EQ(f.getStatus(), JFileBufferedOk);
+    std::fputs("new", f);
+    ASSERT_EQ(std::remove(f.getTemporary().tocs()), 0);
+    EXPECT_EQ(f.close(), JFileBufferedRenameFailed);
+    EXPECT_EQ(entriesOf(dir), QStringList());
 }
 
 TEST(JFileBuffered, LinkedTargetKeepsItsLink)

@@ -7,6 +7,7 @@
 
 #include "support/test_support.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -14,9 +15,13 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <fstream>
 #include <memory>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -203,6 +208,19 @@ TEST(Profile, BracketLineThatDoesNotEndInABracketIsASetting)
     EXPECT_EQ(readText(path), "[s]\n=\nk=w\n");
 }
 
+TEST(Profile, HeaderNameEndsAtItsFirstClosingBracket)
+{
+    std::string path = freshFile("  [a]b]  \t\nk=v\n[ c ]\nj=w\n");
+    YList<YString> names;
+    ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
+    EXPECT_EQ(toVector(names), std::vector<std::string>({"a", " c "}));
+    EXPECT_EQ(get(path, "A", "k"), "v");
+    EXPECT_EQ(get(path, " c ", "j"), "w");
+    EXPECT_EQ(get(path, "c", "j"), "");
+    EXPECT_TRUE(put(path, "a", "k", "x"));
+    EXPECT_EQ(readText(path), "[a]\nk=x\n\n[ c ]\nj=w\n");
+}
+
 TEST(Profile, TextBeforeTheFirstHeaderDisappearsAtTheNextRewrite)
 {
     std::string path = freshFile("stray=1\n; stray comment\n[s]\nk=v\n");
@@ -261,6 +279,181 @@ TEST(Profile, ManyValuesInOneRewrite)
     std::string fresh = freshFile();
     EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(fresh.c_str()), YString("new"), values));
     EXPECT_EQ(readText(fresh), "[new]\nA=10\nb=20\nc=30\n");
+}
+
+TEST(Profile, EmptyValueIsASettingOfItsOwn)
+{
+    std::string path = freshFile("[s]\nk=\nquoted=\"\"\n");
+    YString value("x");
+    EXPECT_TRUE(sp_GetPrivateProfileString("s", "k", path.c_str(), &value));
+    EXPECT_TRUE(value.isEmpty());
+    EXPECT_TRUE(sp_GetPrivateProfileString("s", "quoted", path.c_str(), &value));
+    EXPECT_TRUE(value.isEmpty());
+    // Writing the empty value again changes nothing on disk.
+    long long before = sp_GetFileModifiedTime(path.c_str());
+    nextTick();
+    EXPECT_TRUE(put(path, "s", "K", ""));
+    EXPECT_EQ(sp_GetFileModifiedTime(path.c_str()), before);
+    EXPECT_EQ(readText(path), "[s]\nk=\nquoted=\"\"\n");
+    // An empty value is not a deletion: the key stays, written with "=".
+    EXPECT_TRUE(put(path, "s", "new", ""));
+    EXPECT_EQ(readText(path), "[s]\nk=\nquoted=\nnew=\n");
+    EXPECT_TRUE(sp_GetPrivateProfileString("s", "new", path.c_str(), &value));
+    EXPECT_TRUE(value.isEmpty());
+}
+
+TEST(Profile, OnlyTheFirstEqualsSignAndOnePairOfQuotesCount)
+{
+    std::string path = freshFile("[s]\n\tmy key\t =\t a=b \t\nq = \"\"x\"\"\nhalf=x\"\n");
+    EXPECT_EQ(get(path, "s", "my key"), "a=b");
+    EXPECT_EQ(get(path, "S", "MY KEY"), "a=b");
+    EXPECT_EQ(get(path, "s", "q"), "\"x\"");
+    EXPECT_EQ(get(path, "s", "half"), "x\"");
+    EXPECT_TRUE(put(path, "s", "z", "1"));
+    EXPECT_EQ(readText(path), "[s]\nmy key=a=b\nq=\"x\"\nhalf=x\"\nz=1\n");
+}
+
+TEST(Profile, SemicolonAfterAValueIsPartOfTheValue)
+{
+    std::string path = freshFile("[s]\nk=v ; not a comment\n \t \n\t;\ttabbed comment\nj = \"x\" ; y\n");
+    EXPECT_EQ(get(path, "s", "k"), "v ; not a comment");
+    EXPECT_EQ(get(path, "s", "j"), "\"x\" ; y"); // the quotes don't enclose the whole value
+    EXPECT_TRUE(put(path, "s", "z", "1"));
+    EXPECT_EQ(readText(path), "[s]\nk=v ; not a comment\n;\ttabbed comment\nj=\"x\" ; y\nz=1\n");
+}
+
+TEST(Profile, CarriageReturnsVanishAndCommentsKeepTheirTrailingBlanks)
+{
+    std::string path = freshFile("\r\n[s]\r\n  ; note  \r\nk = v\r\n\r\n[t]\r\nj=2\r\n");
+    EXPECT_EQ(get(path, "s", "k"), "v");
+    EXPECT_EQ(get(path, "t", "j"), "2");
+    EXPECT_TRUE(put(path, "t", "j", "3"));
+    EXPECT_EQ(readText(path), "[s]\n; note  \nk=v\n\n[t]\nj=3\n");
+}
+
+TEST(Profile, DeletingAKeyIgnoresCaseAndKeepsTheSectionHeader)
+{
+    std::string path = freshFile("[Main]\n; only a comment and one key\nKey=1\n\n[other]\nx=2\n");
+    EXPECT_TRUE(put(path, "MAIN", "kEY", nullptr));
+    EXPECT_EQ(readText(path), "[Main]\n; only a comment and one key\n\n[other]\nx=2\n");
+    EXPECT_EQ(get(path, "main", "key"), "");
+    EXPECT_TRUE(put(path, "other", "X", nullptr));
+    EXPECT_EQ(readText(path), "[Main]\n; only a comment and one key\n\n[other]\n");
+    YList<YString> keys;
+    ASSERT_TRUE(sp_GetProfileKeyNames(YString(path.c_str()), YString("other"), &keys));
+    EXPECT_EQ(keys.getCount(), 0);
+}
+
+TEST(Profile, ANewKeyInAnExistingSectionKeepsTheSectionsCaseAndPlace)
+{
+    std::string path = freshFile("[First]\na=1\n\n[Second]\nb=2\n");
+    EXPECT_TRUE(put(path, "second", "C", "3"));
+    EXPECT_EQ(readText(path), "[First]\na=1\n\n[Second]\nb=2\nC=3\n");
+    YList<YString> names;
+    ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
+    EXPECT_EQ(toVector(names), std::vector<std::string>({"First", "Second"}));
+}
+
+TEST(Profile, SectionNamedTwiceIsWrittenTwiceWithAllItsEntries)
+{
+    // Both headers name one section, so each is followed by all its entries.
+    std::string path = freshFile("[b]\nx=1\n[a]\ny=2\n[B]\nz=3\n");
+    EXPECT_TRUE(put(path, "a", "y", "20"));
+    EXPECT_EQ(readText(path), "[b]\nx=1\nz=3\n\n[a]\ny=20\n\n[B]\nx=1\nz=3\n");
+    EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("b")), 2);
+    EXPECT_EQ(readText(path), "[a]\ny=20\n");
+    YList<YString> names;
+    ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
+    EXPECT_EQ(toVector(names), std::vector<std::string>({"a"}));
+}
+
+TEST(Profile, ManyValuesThatAreAllInPlaceTouchNothing)
+{
+    std::string path = freshFile("[s]\n; keep\na = 1\nb=2\n");
+    EXPECT_EQ(get(path, "s", "a"), "1");
+    YList<NameValuePair> values;
+    values.append(NameValuePair(YString("A"), YString("1")));
+    values.append(NameValuePair(YString("b"), YString("2")));
+    long long before = sp_GetFileModifiedTime(path.c_str());
+    nextTick();
+    EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("S"), values));
+    EXPECT_EQ(sp_GetFileModifiedTime(path.c_str()), before);
+    EXPECT_EQ(readText(path), "[s]\n; keep\na = 1\nb=2\n");
+    values.append(NameValuePair(YString("c"), YString("")));
+    EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("S"), values));
+    EXPECT_EQ(readText(path), "[s]\n; keep\na=1\nb=2\nc=\n");
+}
+
+TEST(Profile, DeletingTheOnlySectionLeavesAnEmptyFile)
+{
+    std::string path = freshFile("; before\n[only]\n; c\nk=v\n");
+    EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("ONLY")), 2);
+    EXPECT_TRUE(QFile::exists(QString::fromStdString(path)));
+    EXPECT_EQ(readText(path), "");
+    YList<YString> names;
+    names.append(YString("stale"));
+    ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
+    EXPECT_EQ(names.getCount(), 0);
+}
+
+TEST(Profile, KeyDeletedAndSetAgainGoesToTheBottomOfItsSection)
+{
+    std::string path = freshFile("[s]\na=1\n; about b\nb=2\n");
+    EXPECT_TRUE(put(path, "s", "a", nullptr));
+    EXPECT_EQ(readText(path), "[s]\n; about b\nb=2\n");
+    EXPECT_TRUE(put(path, "s", "A", "3"));
+    EXPECT_EQ(readText(path), "[s]\n; about b\nb=2\nA=3\n");
+    // A changed value keeps its place.
+    EXPECT_TRUE(put(path, "s", "b", "4"));
+    EXPECT_EQ(readText(path), "[s]\n; about b\nb=4\nA=3\n");
+}
+
+TEST(Profile, ManyValuesWithARepeatedNameKeepTheLastValueOnce)
+{
+    std::string path = freshFile("[s]\nx=0\n");
+    YList<NameValuePair> values;
+    values.append(NameValuePair(YString("k"), YString("1")));
+    values.append(NameValuePair(YString("K"), YString("2")));
+    values.append(NameValuePair(YString("x"), YString("0")));
+    EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("s"), values));
+    EXPECT_EQ(readText(path), "[s]\nx=0\nk=2\n");
+}
+
+TEST(Profile, NoValuesForAMissingFileMakeNoFile)
+{
+    std::string path = freshFile();
+    YList<NameValuePair> none;
+    EXPECT_FALSE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("s"), none));
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(path)));
+    EXPECT_FALSE(put(path, "s", "k", nullptr));
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(path)));
+}
+
+TEST(Profile, ArbitraryTextReadsAndRewritesWithoutHarm)
+{
+    const std::vector<std::string> pieces = {"[a]", "[B]", "[]", "[", "]", "k=v", "K = \"x\"", "=", "; c", " ",
+                                             "\t", "\r", "\n", "\n", "\n", "x", "\"", "[a]b]", "j=", "\x01",
+                                             "\xff", "\xc3\xa9", std::string(300, 'w'), std::string(1, '\0')};
+    const unsigned pieceCount = static_cast<unsigned>(pieces.size());
+    std::mt19937 random(3600);
+    for (int round = 0; round < 150; ++round) {
+        std::string text;
+        int length = static_cast<int>(random() % 40);
+        for (int i = 0; i < length; ++i)
+            text += pieces[random() % pieceCount];
+        std::string path = freshFile(text);
+        writeText(path, text); // also when empty
+        YList<YString> names;
+        ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names)) << round;
+        get(path, "a", "k");
+        ASSERT_TRUE(put(path, "zz", "key", "val")) << round;
+        EXPECT_EQ(get(path, "ZZ", "KEY"), "val") << round;
+        std::string written = readText(path);
+        ASSERT_EQ(written.rfind("[zz]\nkey=val\n", 0), 0u) << round << ": " << written;
+        EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("zz")), 1) << round;
+        EXPECT_EQ(readText(path).find("[zz]"), std::string::npos) << round;
+        EXPECT_EQ(get(path, "zz", "key"), "") << round;
+    }
 }
 
 // ------------------------------------------------------- names and sections
@@ -389,6 +582,52 @@ KVTEST_CHILD(profileWrite)
                                         args[2].toUtf8().constData(), args[3].toUtf8().constData())
                ? 0
                : 1;
+}
+
+// A rewrite that can't reach the disk: the writer still answers true (the
+// file exists) and keeps the new value in memory, while the file keeps the
+// old text. As root the child drops to an unprivileged user first.
+KVTEST_CHILD(profileUnwritableDirectory)
+{
+    if (args.size() != 1)
+        return 2;
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
+        return 90;
+    std::string path = args[0].toStdString();
+    if (get(path, "s", "k") != "old")
+        return 3;
+    if (!put(path, "s", "k", "new"))
+        return 4;
+    if (get(path, "s", "k") != "new")
+        return 5;
+    if (readText(path) != "[s]\nk=old\n")
+        return 6;
+    if (!put(path, "s", "j", "more") || get(path, "s", "j") != "more" || readText(path) != "[s]\nk=old\n")
+        return 7;
+    return 0;
+}
+
+TEST(ProfileProcesses, RewriteThatCantReachTheDiskKeepsMemoryAndTheOldFile)
+{
+    std::string dir = kvtest::makeTempDir("ro");
+    if (geteuid() == 0) {
+        // Let the unprivileged user reach the directory (but not write in it).
+        for (std::string p = dir; p.size() > 1 && p != "/tmp"; p = p.substr(0, p.rfind('/'))) {
+            struct stat st;
+            if (::stat(p.c_str(), &st) == 0)
+                ::chmod(p.c_str(), (st.st_mode & 07777) | 0011);
+            if (p == kvtest::tempRoot())
+                break;
+        }
+    }
+    std::string path = dir + "/settings.ini";
+    writeText(path, "[s]\nk=old\n");
+    ::chmod(path.c_str(), 0644);
+    ::chmod(dir.c_str(), 0555);
+    EXPECT_EQ(kvtest::runChild("profileUnwritableDirectory", {QString::fromStdString(path)}), 0);
+    ::chmod(dir.c_str(), 0755);
+    EXPECT_EQ(readText(path), "[s]\nk=old\n");
+    EXPECT_EQ(QDir(QString::fromStdString(dir)).entryList(QDir::Files | QDir::Hidden), QStringList({"settings.ini"}));
 }
 
 TEST(ProfileProcesses, SecondProcessSeesTheFirstsChange)
