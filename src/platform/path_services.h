@@ -17,6 +17,10 @@ enum class PathKind { Missing, File, Directory };
 /// The kind of \p path (UTF-8); an empty or null path is Missing.
 PathKind pathKind(const char *path);
 
+/// True if a directory entry of that name exists, whatever it is: a
+/// symbolic link counts even when what it points to is missing.
+bool entryExists(const char *path);
+
 /// A text naming the file of \p path by device and inode (links followed);
 /// empty when the path can't be examined.
 std::string fileIdentity(const char *path);

@@ -262,9 +262,9 @@ void copyStream(std::FILE *in, std::FILE *out)
 
 bool sp_CopyFile(const YString &from, const YString &to, bool overwrite)
 {
-    using kv::platform::pathKind;
-    using kv::platform::PathKind;
-    if (!overwrite && pathKind(to.tocs()) != PathKind::Missing)
+    // Without overwrite, any entry of the target's name stops the copy: a link
+    // whose target is missing must not be written through.
+    if (!overwrite && kv::platform::entryExists(to.tocs()))
         return false;
     std::string fromId = kv::platform::fileIdentity(from.tocs());
     if (!fromId.empty() && fromId == kv::platform::fileIdentity(to.tocs()))

@@ -329,6 +329,18 @@ TEST(CopyFile, OverwriteRule)
     EXPECT_EQ(readFile(dir + "/to"), "new");
 }
 
+TEST(CopyFile, WithoutOverwriteALinkToAMissingFileIsNotWrittenThrough)
+{
+    std::string dir = kvtest::makeTempDir("copylink");
+    writeFile(dir + "/from", "new");
+    ASSERT_EQ(::symlink((dir + "/elsewhere").c_str(), (dir + "/to").c_str()), 0);
+    EXPECT_FALSE(sp_CopyFile((dir + "/from").c_str(), (dir + "/to").c_str(), false));
+    EXPECT_FALSE(exists(dir + "/elsewhere"));
+    struct stat st;
+    ASSERT_EQ(::lstat((dir + "/to").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+}
+
 TEST(CopyFile, FailuresCreateNothingAndLoseNothing)
 {
     std::string dir = kvtest::makeTempDir("copyfail");

@@ -24,6 +24,12 @@ PathKind pathKind(const char *path)
     return S_ISDIR(st.st_mode) ? PathKind::Directory : PathKind::File;
 }
 
+bool entryExists(const char *path)
+{
+    struct stat st;
+    return path != nullptr && *path != 0 && ::lstat(path, &st) == 0;
+}
+
 std::string fileIdentity(const char *path)
 {
     struct stat st;
