@@ -424,27 +424,6 @@ std::string tempFile(const char *name)
     return kvtest::makeTempDir("enc") + "/" + name;
 }
 
-std::string readAll(const std::string &path)
-{
-    std::string text;
-    if (FILE *f = std::fopen(path.c_str(), "rb")) {
-        char buf[256];
-        std::size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
-            text.append(buf, n);
-        std::fclose(f);
-    }
-    return text;
-}
-
-void writeAll(const std::string &path, const char *text)
-{
-    FILE *f = std::fopen(path.c_str(), "wb");
-    ASSERT_NE(nullptr, f);
-    std::fputs(text, f);
-    std::fclose(f);
-}
-
 } // namespace
 
 TEST(Utf8Files, OpenWithUtf8Name)
@@ -455,7 +434,7 @@ TEST(Utf8Files, OpenWithUtf8Name)
     std::fputs("text", f);
     std::fclose(f);
     EXPECT_TRUE(QFile::exists(QString::fromUtf8(path.c_str())));
-    EXPECT_EQ("text", readAll(path));
+    EXPECT_EQ("text", kvtest::readFile(path));
     EXPECT_EQ(nullptr, fopen_utf8((path + ".missing").c_str(), "r"));
     EXPECT_EQ(nullptr, fopen_utf8(nullptr, "r"));
     EXPECT_EQ(nullptr, fopen_utf8(path.c_str(), nullptr));
@@ -485,7 +464,7 @@ TEST(Utf8Files, RenameUnlinkStat)
 {
     const std::string from = tempFile("\xc3\xa9t\xc3\xa9.txt");
     const std::string to = from + ".moved";
-    writeAll(from, "12345");
+    ASSERT_TRUE(kvtest::writeFile(from, "12345"));
     Stat64 st;
     ASSERT_EQ(0, stat_utf8(from.c_str(), &st));
     EXPECT_EQ(5, st.size);
@@ -523,7 +502,7 @@ TEST(Utf8Files, DenyWriteModes)
     ASSERT_NE(nullptr, f);
     std::fputs("+more", f);
     std::fclose(f);
-    EXPECT_EQ("first+more", readAll(path));
+    EXPECT_EQ("first+more", kvtest::readFile(path));
     // 'r' reads, and cannot write.
     f = fopen_utf8(path.c_str(), "r", true);
     ASSERT_NE(nullptr, f);
@@ -536,14 +515,14 @@ TEST(Utf8Files, DenyWriteModes)
     f = fopen_utf8(path.c_str(), "wb", true);
     ASSERT_NE(nullptr, f);
     std::fclose(f);
-    EXPECT_EQ("", readAll(path));
+    EXPECT_EQ("", kvtest::readFile(path));
     // 'r+' reads and writes.
-    writeAll(path, "abc");
+    ASSERT_TRUE(kvtest::writeFile(path, "abc"));
     f = fopen_utf8(path.c_str(), "r+", true);
     ASSERT_NE(nullptr, f);
     EXPECT_NE(EOF, std::fputs("X", f));
     std::fclose(f);
-    EXPECT_EQ("Xbc", readAll(path));
+    EXPECT_EQ("Xbc", kvtest::readFile(path));
     // A missing file cannot be read.
     EXPECT_EQ(nullptr, fopen_utf8((path + ".none").c_str(), "r", true));
 }
@@ -569,7 +548,7 @@ KVTEST_CHILD(encodingOpen)
 TEST(Utf8Files, DenyWriteReaderLetsOthersReadOnly)
 {
     const std::string path = tempFile("shared.txt");
-    writeAll(path, "keep me");
+    ASSERT_TRUE(kvtest::writeFile(path, "keep me"));
     FILE *held = fopen_utf8(path.c_str(), "r", true);
     ASSERT_NE(nullptr, held);
     const QString name = QString::fromStdString(path);
@@ -579,7 +558,7 @@ TEST(Utf8Files, DenyWriteReaderLetsOthersReadOnly)
     EXPECT_EQ(1, kvtest::runChild("encodingOpen", {name, "a", "deny"}));
     EXPECT_EQ(1, kvtest::runChild("encodingOpen", {name, "r+", "deny"}));
     // The refused 'w' did not empty the file.
-    EXPECT_EQ("keep me", readAll(path));
+    EXPECT_EQ("keep me", kvtest::readFile(path));
     std::fclose(held);
     EXPECT_EQ(0, kvtest::runChild("encodingOpen", {name, "a", "deny"}));
 }
@@ -596,7 +575,7 @@ TEST(Utf8Files, DenyWriteWriterExcludesOtherDenyWriteOpens)
     EXPECT_EQ(1, kvtest::runChild("encodingOpen", {name, "w", "deny"}));
     // Others can still read.
     EXPECT_EQ(0, kvtest::runChild("encodingOpen", {name, "r", "plain"}));
-    EXPECT_EQ("data", readAll(path));
+    EXPECT_EQ("data", kvtest::readFile(path));
     std::fclose(held);
     EXPECT_EQ(0, kvtest::runChild("encodingOpen", {name, "r", "deny"}));
 }

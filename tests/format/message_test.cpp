@@ -30,14 +30,6 @@ std::vector<std::string> collected(const StringMessageHandler &h)
 
 using Strings = std::vector<std::string>;
 
-std::string readAll(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 // A file in a fresh temporary directory, open for writing and reading back.
 class ScratchFile {
 public:
@@ -47,7 +39,7 @@ public:
     std::string text() const
     {
         std::fflush(file);
-        return readAll(path);
+        return kvtest::readFile(path);
     }
 
     std::string path;
@@ -467,7 +459,7 @@ TEST(FileMessageHandlerTest, NeitherFlushesNorClosesTheFile)
         FileMessageHandler h;
         h.attach(f.get());
         h.info("buffered");
-        EXPECT_EQ(readAll(f.path), ""); // still in the stream's buffer
+        EXPECT_EQ(kvtest::readFile(f.path), ""); // still in the stream's buffer
     }
     // The handler has gone; the file is still the caller's and still open.
     EXPECT_GE(std::fputs("more\n", f.get()), 0);

@@ -43,18 +43,6 @@ std::vector<std::string> toVector(const YList<YString> &list)
     return out;
 }
 
-std::string readText(const std::string &path)
-{
-    std::ifstream in(path);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-void writeText(const std::string &path, const std::string &text)
-{
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << text;
-}
-
 std::string registryFile(const char *name)
 {
     return std::string(std::getenv("XDG_CONFIG_HOME")) + "/kvsupport/registry/" + name;
@@ -90,7 +78,7 @@ private:
 
 void makeExecutable(const std::string &path, const std::string &script)
 {
-    writeText(path, script);
+    kvtest::writeFile(path, script);
     chmod(path.c_str(), 0755);
 }
 
@@ -179,7 +167,7 @@ TEST(Registry, FilesArePrivateAndInTheConfigDirectory)
     EXPECT_EQ(st.st_mode & 0777, 0600u);
     ASSERT_EQ(stat(registryFile("").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0700u);
-    EXPECT_EQ(readText(registryFile("current-user.reg")).rfind("KVREGISTRY 1\n", 0), 0u);
+    EXPECT_EQ(kvtest::readFile(registryFile("current-user.reg")).rfind("KVREGISTRY 1\n", 0), 0u);
 }
 
 TEST(Registry, KeysAndNamesIgnoreCaseAndKeepTheirFirstSpelling)
@@ -330,13 +318,13 @@ TEST(Registry, UnreadableFileIsLeftAlone)
 {
     std::string path = registryFile("local-machine.reg");
     ASSERT_TRUE(sp_WriteLocalMachineValue("Software\\Bad", "v", "1"));
-    std::string good = readText(path);
-    writeText(path, "not a registry\n[x]\n");
+    std::string good = kvtest::readFile(path);
+    kvtest::writeFile(path, "not a registry\n[x]\n");
     YString value;
     EXPECT_FALSE(sp_ReadLocalMachineValue("Software\\Bad", "v", &value));
     EXPECT_FALSE(sp_WriteLocalMachineValue("Software\\Bad", "v", "2"));
-    EXPECT_EQ(readText(path), "not a registry\n[x]\n");
-    writeText(path, good);
+    EXPECT_EQ(kvtest::readFile(path), "not a registry\n[x]\n");
+    kvtest::writeFile(path, good);
     EXPECT_TRUE(sp_ReadLocalMachineValue("Software\\Bad", "v", &value));
     EXPECT_STREQ(value.tocs(), "1");
 }
@@ -570,7 +558,7 @@ TEST(SysInfo, ProgramsOnThePath)
     std::string dir = kvtest::makeTempDir("path");
     makeExecutable(dir + "/sh", "#!/bin/sh\n");
     makeExecutable(dir + "/xterm", "#!/bin/sh\n");
-    writeText(dir + "/x-terminal-emulator", "not executable");
+    kvtest::writeFile(dir + "/x-terminal-emulator", "not executable");
     {
         EnvGuard path("PATH", dir.c_str());
         EXPECT_EQ(std::string(sp_GetCommandProcessor().tocs()), dir + "/sh -c %command%");
@@ -599,7 +587,7 @@ TEST(SysInfo, OpenWebPageRunsTheOpener)
     timer.start();
     std::string text;
     while (timer.elapsed() < 10000) {
-        text = readText(record);
+        text = kvtest::readFile(record);
         if (std::count(text.begin(), text.end(), '\n') >= 2)
             break;
         sp_Sleep(20);
@@ -658,7 +646,7 @@ TEST(SysInfo, ModulesAndFilters)
 {
     std::string lib = sp_GetRunningDllPath(reinterpret_cast<const void *>(&sp_GetOs)).tocs();
     EXPECT_NE(lib.find("/libkvsupport.so"), std::string::npos);
-    EXPECT_EQ(sp_GetRunningDllPath(reinterpret_cast<const void *>(&readText)), YString(kvtest::selfPath().c_str()));
+    EXPECT_EQ(sp_GetRunningDllPath(reinterpret_cast<const void *>(&registryFile)), YString(kvtest::selfPath().c_str()));
     EXPECT_STREQ(sp_GetRunningDllPath(nullptr).tocs(), "");
     EXPECT_STREQ(sp_GetSharedLibraryFilter().tocs(), "*.so");
 }
@@ -669,7 +657,7 @@ TEST(FileInfo, SizesAndTimes)
 {
     std::string dir = kvtest::makeTempDir("finfo");
     std::string path = dir + "/data.bin";
-    writeText(path, std::string(1234, 'x'));
+    kvtest::writeFile(path, std::string(1234, 'x'));
     EXPECT_EQ(sp_GetFileSize64(path.c_str()), 1234);
     struct timeval times[2] = {{1700000000, 250000}, {1700000000, 250000}};
     ASSERT_EQ(utimes(path.c_str(), times), 0);
@@ -694,18 +682,18 @@ TEST(FileInfo, LinksAndMoves)
 {
     std::string dir = kvtest::makeTempDir("move");
     std::string a = dir + "/a.txt", b = dir + "/b.txt", link = dir + "/link";
-    writeText(a, "A");
-    writeText(b, "B");
+    kvtest::writeFile(a, "A");
+    kvtest::writeFile(b, "B");
     ASSERT_EQ(symlink(a.c_str(), link.c_str()), 0);
     EXPECT_TRUE(sp_IsLink(link.c_str()));
     EXPECT_FALSE(sp_IsLink(a.c_str()));
     EXPECT_FALSE(sp_IsLink((dir + "/missing").c_str()));
     EXPECT_FALSE(sp_IsLink(nullptr));
     EXPECT_FALSE(sp_MoveFile(a.c_str(), b.c_str())); // never replaces
-    EXPECT_EQ(readText(a), "A");
-    EXPECT_EQ(readText(b), "B");
+    EXPECT_EQ(kvtest::readFile(a), "A");
+    EXPECT_EQ(kvtest::readFile(b), "B");
     EXPECT_TRUE(sp_MoveFile(a.c_str(), (dir + "/c.txt").c_str()));
-    EXPECT_EQ(readText(dir + "/c.txt"), "A");
+    EXPECT_EQ(kvtest::readFile(dir + "/c.txt"), "A");
     EXPECT_FALSE(sp_MoveFile(a.c_str(), (dir + "/d.txt").c_str()));
     EXPECT_FALSE(sp_MoveFile(nullptr, b.c_str()));
     // Across file systems, when the shared-memory folder is another one.
@@ -713,7 +701,7 @@ TEST(FileInfo, LinksAndMoves)
     std::string other = "/dev/shm/kvtest-move-" + std::to_string(getpid());
     if (stat(dir.c_str(), &s1) == 0 && stat("/dev/shm", &s2) == 0 && s1.st_dev != s2.st_dev) {
         EXPECT_TRUE(sp_MoveFile(b.c_str(), other.c_str()));
-        EXPECT_EQ(readText(other), "B");
+        EXPECT_EQ(kvtest::readFile(other), "B");
         EXPECT_NE(access(b.c_str(), F_OK), 0);
         unlink(other.c_str());
     }
@@ -737,10 +725,10 @@ TEST(FileInfo, SixtyFourBitPositions)
 TEST(FileInfo, VersionsFromLibraryNames)
 {
     std::string dir = kvtest::makeTempDir("ver");
-    writeText(dir + "/libfoo.so.1.2.3", "elf");
+    kvtest::writeFile(dir + "/libfoo.so.1.2.3", "elf");
     ASSERT_EQ(symlink((dir + "/libfoo.so.1.2.3").c_str(), (dir + "/libfoo.so").c_str()), 0);
-    writeText(dir + "/libbar.so.1.x", "elf");
-    writeText(dir + "/program", "elf");
+    kvtest::writeFile(dir + "/libbar.so.1.x", "elf");
+    kvtest::writeFile(dir + "/program", "elf");
     YString version;
     EXPECT_TRUE(sp_GetFileVersion((dir + "/libfoo.so").c_str(), &version));
     EXPECT_STREQ(version.tocs(), "1.2.3.0");

@@ -33,20 +33,6 @@ ino_t inodeOf(const std::string &path)
     return ::stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
 }
 
-std::string slurp(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void spit(const std::string &path, const std::string &text)
-{
-    std::ofstream out(path, std::ios::binary);
-    out << text;
-}
-
 std::string expectedOwnerLine()
 {
     char host[256] = {0};
@@ -75,7 +61,7 @@ TEST(FileLock, LockMakesCompanionFileWithOwnerLine)
         EXPECT_EQ(lock.getError(), FileLockNoError);
         EXPECT_STREQ(lock.lockFileName().tocs(), (doc + ".lck").c_str());
         EXPECT_FALSE(sp_GetUserName().isEmpty());
-        EXPECT_EQ(slurp(doc + ".lck"), expectedOwnerLine()) << "user name, '@', machine, CR LF";
+        EXPECT_EQ(kvtest::readFile(doc + ".lck"), expectedOwnerLine()) << "user name, '@', machine, CR LF";
         struct stat st;
         ASSERT_EQ(::stat((doc + ".lck").c_str(), &st), 0);
         EXPECT_EQ(st.st_mode & 0777, 0600u);
@@ -90,14 +76,14 @@ TEST(FileLock, SameNameTwiceRecreatesTheFile)
     std::string lck = dir + "/a.txt.lck";
     FileLock lock;
     ASSERT_TRUE(lock.lock((dir + "/a.txt").c_str()));
-    spit(lck + ".marker", "x"); // keeps the old inode number from being reused at once
+    kvtest::writeFile(lck + ".marker", "x"); // keeps the old inode number from being reused at once
     std::ofstream(lck, std::ios::app) << "junk";
     ino_t first = inodeOf(lck);
     int keep = ::open(lck.c_str(), O_RDONLY); // pins the first inode
     ASSERT_GE(keep, 0);
     ASSERT_TRUE(lock.lock((dir + "/a.txt").c_str()));
     EXPECT_NE(inodeOf(lck), first) << "deleted and made again";
-    EXPECT_EQ(slurp(lck).find("junk"), std::string::npos);
+    EXPECT_EQ(kvtest::readFile(lck).find("junk"), std::string::npos);
     ::close(keep);
     EXPECT_TRUE(lock.locked());
 }
@@ -134,10 +120,10 @@ TEST(FileLock, UnlockOnUnlockedObjectDoesNothingAndRelockTakesSameName)
 TEST(FileLock, StaleLockFileDoesNotStopLock)
 {
     std::string dir = kvtest::makeTempDir("lock");
-    spit(dir + "/doc.lck", "somebody@elsewhere\r\n");
+    kvtest::writeFile(dir + "/doc.lck", "somebody@elsewhere\r\n");
     FileLock lock;
     ASSERT_TRUE(lock.lock((dir + "/doc").c_str()));
-    EXPECT_EQ(slurp(dir + "/doc.lck").find("elsewhere"), std::string::npos) << "emptied and rewritten";
+    EXPECT_EQ(kvtest::readFile(dir + "/doc.lck").find("elsewhere"), std::string::npos) << "emptied and rewritten";
 }
 
 TEST(FileLock, SecondHolderInSameProcessIsRefused)
@@ -172,7 +158,7 @@ TEST(FileLock, DestructorOfNeverLockedObjectWithNameRemovesStaleFile)
         FileLock lock;
         ASSERT_TRUE(lock.lock((dir + "/doc").c_str()));
         lock.unlock();
-        spit(dir + "/doc.lck", "stale");
+        kvtest::writeFile(dir + "/doc.lck", "stale");
     }
     EXPECT_FALSE(exists(dir + "/doc.lck"));
 }
@@ -311,23 +297,23 @@ TEST(CheckFileOpen, ALinkToAMissingFileIsLeftAsItWas)
 TEST(CheckFileOpen, AppendOnExistingFileKeepsContents)
 {
     std::string path = kvtest::makeTempDir("chk") + "/old.txt";
-    spit(path, "R1 1 0 1k\n");
+    kvtest::writeFile(path, "R1 1 0 1k\n");
     EXPECT_TRUE(sp_CheckFileOpen(path.c_str(), GfnOpenAppend));
-    EXPECT_EQ(slurp(path), "R1 1 0 1k\n");
+    EXPECT_EQ(kvtest::readFile(path), "R1 1 0 1k\n");
 }
 
 TEST(CheckFileOpen, NewOnExistingFileIsFalse)
 {
     std::string path = kvtest::makeTempDir("chk") + "/old.txt";
-    spit(path, "x");
+    kvtest::writeFile(path, "x");
     EXPECT_FALSE(sp_CheckFileOpen(path.c_str(), GfnOpenNew));
-    EXPECT_EQ(slurp(path), "x");
+    EXPECT_EQ(kvtest::readFile(path), "x");
 }
 
 TEST(CheckFileOpen, ReadModesAndOddValues)
 {
     std::string dir = kvtest::makeTempDir("chk");
-    spit(dir + "/r.txt", "x");
+    kvtest::writeFile(dir + "/r.txt", "x");
     EXPECT_TRUE(sp_CheckFileOpen((dir + "/r.txt").c_str(), GfnOpenRead));
     EXPECT_FALSE(sp_CheckFileOpen((dir + "/missing").c_str(), GfnOpenRead));
     EXPECT_TRUE(sp_CheckFileOpen((dir + "/r.txt").c_str(), GfnOpenMode(1)));
@@ -376,7 +362,7 @@ TEST(FileOpenForensic, ModeOneIsInternalError)
 TEST(FileOpenForensic, ReadableFileIsProbablyInUse)
 {
     std::string path = kvtest::makeTempDir("fo") + "/busy.cir";
-    spit(path, "x");
+    kvtest::writeFile(path, "x");
     EXPECT_STREQ(messageFor(path, GfnOpenRead).tocs(),
                  ("The file " + path +
                   " cannot be opened for read possibly because it is in use by another process")
@@ -386,11 +372,11 @@ TEST(FileOpenForensic, ReadableFileIsProbablyInUse)
 TEST(FileOpenForensic, NewOnTakenNameSaysSoAndLeavesItAlone)
 {
     std::string path = kvtest::makeTempDir("fo") + "/taken.cir";
-    spit(path, "keep");
+    kvtest::writeFile(path, "keep");
     EXPECT_STREQ(
         messageFor(path, GfnOpenNew).tocs(),
         ("The file " + path + " cannot be opened because another file of the same name already exists").c_str());
-    EXPECT_EQ(slurp(path), "keep");
+    EXPECT_EQ(kvtest::readFile(path), "keep");
 }
 
 TEST(FileOpenForensic, NewOnFreeNameInExistingDirectoryLeavesNoFile)
@@ -421,7 +407,7 @@ TEST(FileOpenForensic, WriteOfMissingFileInExistingDirectory)
 TEST(FileOpenForensic, WritableExistingFileIsProbablyInUse)
 {
     std::string path = kvtest::makeTempDir("fo") + "/out.raw";
-    spit(path, "x");
+    kvtest::writeFile(path, "x");
     EXPECT_STREQ(messageFor(path, GfnOpenWrite).tocs(),
                  ("The file " + path +
                   " cannot be opened for write possibly because it is in use by another process")
@@ -484,7 +470,7 @@ TEST(FileOpenForensic, PrivilegeCasesAsAnUnprivilegedUser)
             break;
     }
     ::chmod(dir.c_str(), 0755);
-    spit(dir + "/secret", "x");
+    kvtest::writeFile(dir + "/secret", "x");
     ::chmod((dir + "/secret").c_str(), 0600);
     EXPECT_EQ(kvtest::runChild("forensic_unprivileged", {QString::fromStdString(dir)}), 0);
 }

@@ -22,19 +22,6 @@
 
 namespace {
 
-std::string readText(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream all;
-    all << in.rdbuf();
-    return all.str();
-}
-
-void writeText(const std::string &path, const std::string &text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
 QStringList entriesOf(const std::string &dir)
 {
     return QDir(QString::fromStdString(dir)).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name);
@@ -75,7 +62,7 @@ kvstream *testScripts(const char *name, const char *extra)
 TEST(JFile, OpenRemembersTheFullPath)
 {
     std::string dir = kvtest::makeTempDir();
-    writeText(dir + "/a.txt", "abc");
+    kvtest::writeFile(dir + "/a.txt", "abc");
     JFile f;
     EXPECT_EQ(f.get(), nullptr);
     std::string dotted = dir + "/../" + QDir(QString::fromStdString(dir)).dirName().toStdString() + "/a.txt";
@@ -89,7 +76,7 @@ TEST(JFile, OpenRemembersTheFullPath)
 TEST(JFile, RelativeNameBecomesAbsolute)
 {
     std::string dir = kvtest::makeTempDir();
-    writeText(dir + "/rel.txt", "x");
+    kvtest::writeFile(dir + "/rel.txt", "x");
     CurrentDir here(dir);
     JFile f("rel.txt", "r");
     ASSERT_NE(f.get(), nullptr);
@@ -107,10 +94,10 @@ TEST(JFile, OpenOverAHeldStreamLeavesThatStreamOpen)
     EXPECT_NE(f.get(), first);
     EXPECT_STREQ(f.getFilename().tocs(), (dir + "/second.txt").c_str());
     // The first stream is the caller's to finish: still open, still buffered.
-    EXPECT_EQ(readText(dir + "/first.txt"), "");
+    EXPECT_EQ(kvtest::readFile(dir + "/first.txt"), "");
     EXPECT_GE(std::fputs(" two", first), 0);
     EXPECT_EQ(std::fclose(first), 0);
-    EXPECT_EQ(readText(dir + "/first.txt"), "one two");
+    EXPECT_EQ(kvtest::readFile(dir + "/first.txt"), "one two");
     // A failed open drops the held stream the same way, without closing it.
     FILE *second = f.get();
     EXPECT_EQ(f.open((dir + "/no/such.txt").c_str(), "w"), nullptr);
@@ -118,13 +105,13 @@ TEST(JFile, OpenOverAHeldStreamLeavesThatStreamOpen)
     EXPECT_STREQ(f.getFilename().tocs(), (dir + "/second.txt").c_str());
     EXPECT_GE(std::fputs("2", second), 0);
     EXPECT_EQ(std::fclose(second), 0);
-    EXPECT_EQ(readText(dir + "/second.txt"), "2");
+    EXPECT_EQ(kvtest::readFile(dir + "/second.txt"), "2");
 }
 
 TEST(JFile, FailedOpenKeepsTheName)
 {
     std::string dir = kvtest::makeTempDir();
-    writeText(dir + "/a.txt", "abc");
+    kvtest::writeFile(dir + "/a.txt", "abc");
     JFile f((dir + "/a.txt").c_str(), "r");
     YString name = f.getFilename();
     FILE *held = f.detach();
@@ -164,8 +151,8 @@ TEST(JFile, ReopenUsesTheRememberedName)
 TEST(JFile, AttachOnlyWithoutAStream)
 {
     std::string dir = kvtest::makeTempDir();
-    writeText(dir + "/a.txt", "a");
-    writeText(dir + "/b.txt", "b");
+    kvtest::writeFile(dir + "/a.txt", "a");
+    kvtest::writeFile(dir + "/b.txt", "b");
     JFile a((dir + "/a.txt").c_str(), "r");
     JFile b((dir + "/b.txt").c_str(), "r");
     FILE *before = a.get();
@@ -186,7 +173,7 @@ TEST(JFile, AttachOnlyWithoutAStream)
 TEST(JFile, CopiesShareOneStreamThatIsClosedOnce)
 {
     std::string dir = kvtest::makeTempDir();
-    writeText(dir + "/a.txt", "ab");
+    kvtest::writeFile(dir + "/a.txt", "ab");
     JFile a((dir + "/a.txt").c_str(), "r");
     {
         JFile copy(a);
@@ -248,7 +235,7 @@ TEST(JFileBuffered, NewTargetAppearsOnlyAtClose)
     std::fputs("line 1\nline 2\n", f);
     EXPECT_FALSE(QFile::exists(QString::fromStdString(target)));
     EXPECT_EQ(f.close(), JFileBufferedOk);
-    EXPECT_EQ(readText(target), "line 1\nline 2\n");
+    EXPECT_EQ(kvtest::readFile(target), "line 1\nline 2\n");
     EXPECT_EQ(entriesOf(dir), QStringList({"new.txt"}));
     EXPECT_EQ(f.close(), JFileBufferedNotOpen);
 }
@@ -257,12 +244,12 @@ TEST(JFileBuffered, ExistingTargetIsReplacedWithNoBackupLeft)
 {
     std::string dir = kvtest::makeTempDir();
     std::string target = dir + "/x.txt";
-    writeText(target, "old contents\n");
+    kvtest::writeFile(target, "old contents\n");
     JFileBuffered f(target.c_str(), false);
     std::fputs("new contents\n", f);
-    EXPECT_EQ(readText(target), "old contents\n");
+    EXPECT_EQ(kvtest::readFile(target), "old contents\n");
     EXPECT_EQ(f.close(), JFileBufferedOk);
-    EXPECT_EQ(readText(target), "new contents\n");
+    EXPECT_EQ(kvtest::readFile(target), "new contents\n");
     EXPECT_EQ(entriesOf(dir), QStringList({"x.txt"}));
 }
 
@@ -270,14 +257,14 @@ TEST(JFileBuffered, EarlierBackupStaysAndTheNextNameIsUsed)
 {
     std::string dir = kvtest::makeTempDir();
     std::string target = dir + "/x.txt";
-    writeText(target, "old");
-    writeText(dir + "/x-original.txt", "left by an earlier failure");
+    kvtest::writeFile(target, "old");
+    kvtest::writeFile(dir + "/x-original.txt", "left by an earlier failure");
     {
         JFileBuffered f(target.c_str(), false);
         std::fputs("new", f);
     } // leaving scope commits
-    EXPECT_EQ(readText(target), "new");
-    EXPECT_EQ(readText(dir + "/x-original.txt"), "left by an earlier failure");
+    EXPECT_EQ(kvtest::readFile(target), "new");
+    EXPECT_EQ(kvtest::readFile(dir + "/x-original.txt"), "left by an earlier failure");
     EXPECT_EQ(entriesOf(dir), QStringList({"x-original.txt", "x.txt"}));
 }
 
@@ -285,14 +272,14 @@ TEST(JFileBuffered, TakenBackupNamesAreSkipped)
 {
     std::string dir = kvtest::makeTempDir();
     std::string target = dir + "/x.txt";
-    writeText(target, "old");
-    writeText(dir + "/x-original.txt", "earlier");
+    kvtest::writeFile(target, "old");
+    kvtest::writeFile(dir + "/x-original.txt", "earlier");
     ASSERT_TRUE(QDir().mkpath(QString::fromStdString(dir + "/x-original-1.txt/inside")));
     JFileBuffered f(target.c_str(), false);
     std::fputs("new", f);
     EXPECT_EQ(f.close(), JFileBufferedOk);
-    EXPECT_EQ(readText(target), "new");
-    EXPECT_EQ(readText(dir + "/x-original.txt"), "earlier");
+    EXPECT_EQ(kvtest::readFile(target), "new");
+    EXPECT_EQ(kvtest::readFile(dir + "/x-original.txt"), "earlier");
     EXPECT_TRUE(QDir(QString::fromStdString(dir + "/x-original-1.txt/inside")).exists());
     EXPECT_FALSE(QFile::exists(QString::fromStdString(dir + "/x-original-2.txt")));
 }
@@ -301,8 +288,8 @@ TEST(JFileBuffered, AfterThousandTakenNamesTheLastIsUsedAndMayFail)
 {
     std::string dir = kvtest::makeTempDir();
     std::string target = dir + "/x.txt";
-    writeText(target, "old");
-    writeText(dir + "/x-original.txt", "earlier");
+    kvtest::writeFile(target, "old");
+    kvtest::writeFile(dir + "/x-original.txt", "earlier");
     for (int n = 1; n <= 1000; ++n)
         ASSERT_TRUE(QDir().mkpath(QString::fromStdString(dir + "/x-original-" + std::to_string(n) + ".txt/d")));
     JFileBuffered f(target.c_str(), false);
@@ -310,7 +297,7 @@ TEST(JFileBuffered, AfterThousandTakenNamesTheLastIsUsedAndMayFail)
     // x-original-1000.txt is a directory that isn't empty: the target can't
     // be moved there, so it stays as it was.
     EXPECT_EQ(f.close(), JFileBufferedRenameFailed);
-    EXPECT_EQ(readText(target), "old");
+    EXPECT_EQ(kvtest::readFile(target), "old");
     EXPECT_EQ(entriesOf(dir), QStringList({"x-original.txt", "x.txt"}));
 }
 
@@ -318,8 +305,8 @@ TEST(JFileBuffered, NewFileThatCantBeMovedInLeavesTheOldOneInTheBackup)
 {
     std::string dir = kvtest::makeTempDir();
     std::string target = dir + "/x.txt";
-    writeText(target, "old");
-    writeText(dir + "/x-original.txt", "earlier");
+    kvtest::writeFile(target, "old");
+    kvtest::writeFile(dir + "/x-original.txt", "earlier");
     JFileBuffered f(target.c_str(), false);
     ASSERT_EQ(f.getStatus(), JFileBufferedOk);
     std::fputs("new", f);
@@ -329,8 +316,8 @@ TEST(JFileBuffered, NewFileThatCantBeMovedInLeavesTheOldOneInTheBackup)
     ASSERT_EQ(std::remove(f.getTemporary().tocs()), 0);
     EXPECT_EQ(f.close(), JFileBufferedLeftBackup);
     EXPECT_FALSE(QFile::exists(QString::fromStdString(target)));
-    EXPECT_EQ(readText(dir + "/x-original-1.txt"), "old");
-    EXPECT_EQ(readText(dir + "/x-original.txt"), "earlier");
+    EXPECT_EQ(kvtest::readFile(dir + "/x-original-1.txt"), "old");
+    EXPECT_EQ(kvtest::readFile(dir + "/x-original.txt"), "earlier");
     EXPECT_EQ(entriesOf(dir), QStringList({"x-original-1.txt", "x-original.txt"}));
     EXPECT_EQ(f.close(), JFileBufferedNotOpen);
 }
@@ -346,13 +333,13 @@ TEST(JFileBuffered, BackupNameKeepsTheExtensionAfterTheLastDot)
     for (const Case &c : cases) {
         std::string dir = kvtest::makeTempDir();
         std::string target = dir + "/" + c.target;
-        writeText(target, "old");
+        kvtest::writeFile(target, "old");
         JFileBuffered f(target.c_str(), false);
         ASSERT_EQ(f.getStatus(), JFileBufferedOk);
         ASSERT_EQ(std::remove(f.getTemporary().tocs()), 0);
         EXPECT_EQ(f.close(), JFileBufferedLeftBackup) << c.target;
         EXPECT_EQ(entriesOf(dir), QStringList({c.backup})) << c.target;
-        EXPECT_EQ(readText(dir + "/" + c.backup), "old") << c.target;
+        EXPECT_EQ(kvtest::readFile(dir + "/" + c.backup), "old") << c.target;
     }
 }
 
@@ -372,14 +359,14 @@ TEST(JFileBuffered, LinkedTargetKeepsItsLink)
 {
     std::string links = kvtest::makeTempDir();
     std::string files = kvtest::makeTempDir();
-    writeText(files + "/real.txt", "old");
+    kvtest::writeFile(files + "/real.txt", "old");
     ASSERT_TRUE(QFile::link(QString::fromStdString(files + "/real.txt"), QString::fromStdString(links + "/link.txt")));
     JFileBuffered f((links + "/link.txt").c_str(), false);
     EXPECT_EQ(std::string(f.getTemporary().tocs()).rfind(files + "/", 0), 0u);
     std::fputs("new", f);
     EXPECT_EQ(f.close(), JFileBufferedOk);
     EXPECT_TRUE(QFileInfo(QString::fromStdString(links + "/link.txt")).isSymLink());
-    EXPECT_EQ(readText(files + "/real.txt"), "new");
+    EXPECT_EQ(kvtest::readFile(files + "/real.txt"), "new");
     EXPECT_EQ(entriesOf(files), QStringList({"real.txt"}));
     EXPECT_EQ(entriesOf(links), QStringList({"link.txt"}));
 }
@@ -388,13 +375,13 @@ TEST(JFileBuffered, WriteErrorLeavesTargetAndNoTemporary)
 {
     std::string dir = kvtest::makeTempDir();
     std::string target = dir + "/keep.txt";
-    writeText(target, "precious");
+    kvtest::writeFile(target, "precious");
     JFileBuffered f(target.c_str(), false);
     std::fputs("half", f);
     std::fgetc(f); // reading a stream open only for writing sets its error state
     ASSERT_NE(std::ferror(f), 0);
     EXPECT_EQ(f.close(), JFileBufferedWriteFailed);
-    EXPECT_EQ(readText(target), "precious");
+    EXPECT_EQ(kvtest::readFile(target), "precious");
     EXPECT_EQ(entriesOf(dir), QStringList({"keep.txt"}));
 }
 
@@ -402,7 +389,7 @@ TEST(JFileBuffered, FailedThenDestructorDoNothingMore)
 {
     std::string dir = kvtest::makeTempDir();
     std::string target = dir + "/keep.txt";
-    writeText(target, "precious");
+    kvtest::writeFile(target, "precious");
     {
         JFileBuffered f(target.c_str(), false);
         std::fputs("discarded", f);
@@ -411,7 +398,7 @@ TEST(JFileBuffered, FailedThenDestructorDoNothingMore)
         EXPECT_EQ(f.close(), JFileBufferedNotOpen);
         f.failed();
     }
-    EXPECT_EQ(readText(target), "precious");
+    EXPECT_EQ(kvtest::readFile(target), "precious");
     EXPECT_EQ(entriesOf(dir), QStringList({"keep.txt"}));
 }
 
@@ -419,7 +406,7 @@ TEST(JFileBuffered, CopyHandsTheSaveOnAndItCommitsOnce)
 {
     std::string dir = kvtest::makeTempDir();
     std::string target = dir + "/x.txt";
-    writeText(target, "old");
+    kvtest::writeFile(target, "old");
     {
         JFileBuffered first(target.c_str(), false);
         JFileBuffered second(first);
@@ -429,7 +416,7 @@ TEST(JFileBuffered, CopyHandsTheSaveOnAndItCommitsOnce)
         EXPECT_EQ(static_cast<FILE *>(first), nullptr);
         EXPECT_EQ(first.close(), JFileBufferedNotOpen);
     }
-    EXPECT_EQ(readText(target), "new");
+    EXPECT_EQ(kvtest::readFile(target), "new");
     EXPECT_EQ(entriesOf(dir), QStringList({"x.txt"}));
 }
 
@@ -442,7 +429,7 @@ TEST(JFileBuffered, RelativeTargetUsesTheCurrentDirectory)
     EXPECT_EQ(std::string(f.getTemporary().tocs()).rfind(dir + "/", 0), 0u);
     std::fputs("r", f);
     EXPECT_EQ(f.close(), JFileBufferedOk);
-    EXPECT_EQ(readText(dir + "/rel.txt"), "r");
+    EXPECT_EQ(kvtest::readFile(dir + "/rel.txt"), "r");
 }
 
 KVTEST_CHILD(saveAndHang)
@@ -470,7 +457,7 @@ TEST(JFileBuffered, SaveKilledHalfWayLeavesTheOldFileIntact)
     ASSERT_TRUE(QDir().mkpath(QString::fromStdString(work)));
     std::string target = work + "/design.net";
     std::string old = "* the old design\nR1 a b 1k\n";
-    writeText(target, old);
+    kvtest::writeFile(target, old);
     std::string marker = dir + "/marker";
     auto child = kvtest::startChild("saveAndHang", {QString::fromStdString(target), QString::fromStdString(marker)});
     for (int i = 0; i < 300 && !QFile::exists(QString::fromStdString(marker)); ++i)
@@ -478,7 +465,7 @@ TEST(JFileBuffered, SaveKilledHalfWayLeavesTheOldFileIntact)
     ASSERT_TRUE(QFile::exists(QString::fromStdString(marker)));
     child->kill(); // SIGKILL in the middle of the save
     child->waitForFinished(10000);
-    EXPECT_EQ(readText(target), old);
+    EXPECT_EQ(kvtest::readFile(target), old);
     QStringList left = entriesOf(work);
     EXPECT_EQ(left.size(), 2); // the target and the dead writer's temporary file
     EXPECT_TRUE(left.contains("design.net"));
@@ -494,7 +481,7 @@ TEST(JFileBuf, ReadsTheWholeFile)
 {
     std::string dir = kvtest::makeTempDir();
     std::string bytes("a\0b\r\nc\xff", 7);
-    writeText(dir + "/bin", bytes);
+    kvtest::writeFile(dir + "/bin", bytes);
     JFileBuf buf((dir + "/bin").c_str(), false);
     ASSERT_NE(buf.get(), nullptr);
     EXPECT_EQ(buf.getSize(), 7u);
@@ -508,7 +495,7 @@ TEST(JFileBuf, TextModeReadsTheSameBytesOnThisPlatform)
 {
     // Files here have one line-end form: text mode doesn't shorten CR LF.
     std::string dir = kvtest::makeTempDir();
-    writeText(dir + "/crlf.txt", "a\r\nb\r\n");
+    kvtest::writeFile(dir + "/crlf.txt", "a\r\nb\r\n");
     JFileBuf buf((dir + "/crlf.txt").c_str(), true);
     ASSERT_NE(static_cast<const char *>(buf), nullptr);
     EXPECT_EQ(buf.getSize(), 6u);
@@ -517,7 +504,7 @@ TEST(JFileBuf, TextModeReadsTheSameBytesOnThisPlatform)
 TEST(JFileBuf, EmptyFileGivesDataOfSizeZero)
 {
     std::string dir = kvtest::makeTempDir();
-    writeText(dir + "/empty", "");
+    kvtest::writeFile(dir + "/empty", "");
     JFileBuf buf((dir + "/empty").c_str(), false);
     EXPECT_NE(buf.get(), nullptr);
     EXPECT_EQ(buf.getSize(), 0u);
@@ -530,7 +517,7 @@ TEST(JFileBuf, MissingFileOrDirectoryGivesNull)
     EXPECT_EQ(buf.open((dir + "/missing").c_str(), false), nullptr);
     EXPECT_EQ(buf.open(dir.c_str(), false), nullptr);
     EXPECT_EQ(buf.open(nullptr, false), nullptr);
-    writeText(dir + "/x", "x");
+    kvtest::writeFile(dir + "/x", "x");
     ASSERT_NE(buf.open((dir + "/x").c_str(), false), nullptr);
     EXPECT_EQ(buf.open((dir + "/missing").c_str(), false), nullptr); // the old data are freed
     EXPECT_EQ(buf.getSize(), 0u);
@@ -553,8 +540,8 @@ TEST(JFileBuf, InternalNameWithoutScriptsChangesNothingAndReadsNoFile)
 {
     std::string dir = kvtest::makeTempDir();
     CurrentDir here(dir);
-    writeText(dir + "/INTERNAL:abc.kvscr", "a file that must not be read");
-    writeText(dir + "/real", "real");
+    kvtest::writeFile(dir + "/INTERNAL:abc.kvscr", "a file that must not be read");
+    kvtest::writeFile(dir + "/real", "real");
     JFileBuf buf("real", false);
     ASSERT_NE(buf.get(), nullptr);
     scriptCalls = 0;
@@ -566,7 +553,7 @@ TEST(JFileBuf, InternalNameReadsTheBuiltInScript)
 {
     std::string dir = kvtest::makeTempDir();
     CurrentDir here(dir);
-    writeText(dir + "/INTERNAL:abc.kvscr", "a file that must not be read");
+    kvtest::writeFile(dir + "/INTERNAL:abc.kvscr", "a file that must not be read");
     RegisterDynFuncDef scripts("findBuiltInScript", testScripts, __FILE__, __LINE__);
     scriptCalls = 0;
     JFileBuf buf("internal:abc.kvscr", true);

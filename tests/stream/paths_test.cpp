@@ -30,16 +30,7 @@ std::string str(const YString &s)
 
 void writeFile(const std::string &path, const std::string &content = "data")
 {
-    std::ofstream out(path, std::ios::binary);
-    out << content;
-}
-
-std::string readFile(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
+    ASSERT_TRUE(kvtest::writeFile(path, content)) << path;
 }
 
 bool exists(const std::string &path)
@@ -315,7 +306,7 @@ TEST(CopyFile, CopiesBytes)
     content += std::string(200000, 'z');
     writeFile(dir + "/from", content);
     EXPECT_TRUE(sp_CopyFile((dir + "/from").c_str(), (dir + "/to \xC3\xA9").c_str(), false));
-    EXPECT_EQ(readFile(dir + "/to \xC3\xA9"), content);
+    EXPECT_EQ(kvtest::readFile(dir + "/to \xC3\xA9"), content);
 }
 
 TEST(CopyFile, OverwriteRule)
@@ -324,9 +315,9 @@ TEST(CopyFile, OverwriteRule)
     writeFile(dir + "/from", "new");
     writeFile(dir + "/to", "old");
     EXPECT_FALSE(sp_CopyFile((dir + "/from").c_str(), (dir + "/to").c_str(), false));
-    EXPECT_EQ(readFile(dir + "/to"), "old");
+    EXPECT_EQ(kvtest::readFile(dir + "/to"), "old");
     EXPECT_TRUE(sp_CopyFile((dir + "/from").c_str(), (dir + "/to").c_str(), true));
-    EXPECT_EQ(readFile(dir + "/to"), "new");
+    EXPECT_EQ(kvtest::readFile(dir + "/to"), "new");
 }
 
 TEST(CopyFile, WithoutOverwriteALinkToAMissingFileIsNotWrittenThrough)
@@ -353,7 +344,7 @@ TEST(CopyFile, FailuresCreateNothingAndLoseNothing)
     ASSERT_EQ(::symlink((dir + "/self").c_str(), (dir + "/alias").c_str()), 0);
     EXPECT_FALSE(sp_CopyFile((dir + "/self").c_str(), (dir + "/self").c_str(), true));
     EXPECT_FALSE(sp_CopyFile((dir + "/alias").c_str(), (dir + "/self").c_str(), true));
-    EXPECT_EQ(readFile(dir + "/self"), "keep me");
+    EXPECT_EQ(kvtest::readFile(dir + "/self"), "keep me");
     EXPECT_FALSE(sp_CopyFile((dir + "/self").c_str(), (dir + "/nodir/x").c_str(), true));
 }
 
@@ -401,7 +392,7 @@ TEST(GetTempFile, CreatesAnEmptyUniqueFile)
     ASSERT_FALSE(a.isEmpty());
     EXPECT_NE(str(a), str(b));
     EXPECT_TRUE(sp_ExistFile(a.tocs()));
-    EXPECT_EQ(readFile(str(a)), "");
+    EXPECT_EQ(kvtest::readFile(str(a)), "");
     EXPECT_EQ(str(sp_GetFileName(a)).rfind("kv$", 0), 0u);
     EXPECT_EQ(str(sp_GetDirFromPath(a.tocs())), QDir::tempPath().toStdString());
     ::unlink(a.tocs());
@@ -699,7 +690,7 @@ TEST(MakeTree, StopsAtTheFirstFailureKeepingWhatWasMade)
     writeFile(dir + "/a/blocker", "keep");
     EXPECT_FALSE(sp_MakeTree((dir + "/a/blocker/x/y").c_str()));
     EXPECT_FALSE(exists(dir + "/a/blocker/x"));
-    EXPECT_EQ(readFile(dir + "/a/blocker"), "keep");
+    EXPECT_EQ(kvtest::readFile(dir + "/a/blocker"), "keep");
     // A name too long for the file system fails after two levels were made.
     std::string tooLong(300, 'n');
     EXPECT_FALSE(sp_MakeTree((dir + "/made1/made2/" + tooLong + "/x").c_str()));
@@ -725,10 +716,10 @@ TEST(CopyTree, CopiesEverything)
     writeFile(src + "/sub/with space.cir", "cir");
     writeFile(src + "/sub/deeper/d\xC3\xA9.lib", "lib");
     EXPECT_EQ(sp_CopyTree(src.c_str(), dst.c_str()), CopyTreeOk);
-    EXPECT_EQ(readFile(dst + "/top.txt"), "top");
-    EXPECT_EQ(readFile(dst + "/.dot"), "dot");
-    EXPECT_EQ(readFile(dst + "/sub/with space.cir"), "cir");
-    EXPECT_EQ(readFile(dst + "/sub/deeper/d\xC3\xA9.lib"), "lib");
+    EXPECT_EQ(kvtest::readFile(dst + "/top.txt"), "top");
+    EXPECT_EQ(kvtest::readFile(dst + "/.dot"), "dot");
+    EXPECT_EQ(kvtest::readFile(dst + "/sub/with space.cir"), "cir");
+    EXPECT_EQ(kvtest::readFile(dst + "/sub/deeper/d\xC3\xA9.lib"), "lib");
     EXPECT_TRUE(sp_ExistDir((dst + "/empty").c_str()));
 }
 
@@ -738,7 +729,7 @@ TEST(CopyTree, IntoAnExistingEmptyDirectory)
     std::string dst = kvtest::makeTempDir("cedst");
     writeFile(src + "/f", "f");
     EXPECT_EQ(sp_CopyTree(src.c_str(), dst.c_str()), CopyTreeOk);
-    EXPECT_EQ(readFile(dst + "/f"), "f");
+    EXPECT_EQ(kvtest::readFile(dst + "/f"), "f");
 }
 
 TEST(CopyTree, DestinationNotEmpty)
@@ -775,11 +766,11 @@ TEST(CopyTree, RelativeSourceAndDestination)
     SaveDirectory guard;
     ASSERT_EQ(sp_ChangeDir(dir.c_str()), 0);
     EXPECT_EQ(sp_CopyTree("src", "dst"), CopyTreeOk);
-    EXPECT_EQ(readFile(dir + "/dst/in/f"), "x");
-    EXPECT_EQ(readFile(dir + "/dst/top"), "t");
+    EXPECT_EQ(kvtest::readFile(dir + "/dst/in/f"), "x");
+    EXPECT_EQ(kvtest::readFile(dir + "/dst/top"), "t");
     EXPECT_EQ(sp_CopyTree("./src/", "dst2/"), CopyTreeOk);
-    EXPECT_EQ(readFile(dir + "/dst2/top"), "t");
-    EXPECT_EQ(readFile(dir + "/dst2/in/f"), "x");
+    EXPECT_EQ(kvtest::readFile(dir + "/dst2/top"), "t");
+    EXPECT_EQ(kvtest::readFile(dir + "/dst2/in/f"), "x");
     // Nothing was made beside the two copies.
     EXPECT_EQ(QDir(QString::fromStdString(dir)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 3);
 }
@@ -797,14 +788,14 @@ TEST(CopyTree, UnreadableFileFailsItsDirectory)
     writeFile(src + "/secret", "s");
     ::chmod((src + "/secret").c_str(), 0);
     EXPECT_EQ(sp_CopyTree(src.c_str(), dst.c_str()), CopyTreeFailed);
-    EXPECT_EQ(readFile(dst + "/good"), "g");
+    EXPECT_EQ(kvtest::readFile(dst + "/good"), "g");
     EXPECT_FALSE(exists(dst + "/secret"));
 
     ::mkdir((src + "/fine").c_str(), 0755);
     writeFile(src + "/fine/f", "f");
     EXPECT_EQ(sp_CopyTree(src.c_str(), (dst + "2").c_str()), CopyTreePartial);
-    EXPECT_EQ(readFile(dst + "2/fine/f"), "f");
-    EXPECT_EQ(readFile(dst + "2/good"), "g");
+    EXPECT_EQ(kvtest::readFile(dst + "2/fine/f"), "f");
+    EXPECT_EQ(kvtest::readFile(dst + "2/good"), "g");
 }
 
 TEST(CopyTree, IntoItsOwnSubdirectoryEnds)
@@ -812,7 +803,7 @@ TEST(CopyTree, IntoItsOwnSubdirectoryEnds)
     std::string src = kvtest::makeTempDir("cself");
     writeFile(src + "/f", "f");
     EXPECT_EQ(sp_CopyTree(src.c_str(), (src + "/copy").c_str()), CopyTreeOk);
-    EXPECT_EQ(readFile(src + "/copy/f"), "f");
+    EXPECT_EQ(kvtest::readFile(src + "/copy/f"), "f");
 }
 
 TEST(CopyTree, LinkedDirectoriesAreNotFollowed)
@@ -825,7 +816,7 @@ TEST(CopyTree, LinkedDirectoriesAreNotFollowed)
     writeFile(src + "/f", "f");
     std::string dst = kvtest::makeTempDir("clinkdst") + "/d";
     EXPECT_EQ(sp_CopyTree(src.c_str(), dst.c_str()), CopyTreeOk);
-    EXPECT_EQ(readFile(dst + "/f"), "f");
+    EXPECT_EQ(kvtest::readFile(dst + "/f"), "f");
     EXPECT_FALSE(exists(dst + "/link"));
 }
 
@@ -920,7 +911,7 @@ TEST(DeleteTree, LinksAreRemovedTheirTargetsKept)
     ASSERT_EQ(::symlink((outside + "/precious").c_str(), (root + "/filelink").c_str()), 0);
     EXPECT_EQ(sp_DeleteTree(root.c_str(), nullptr), CopyTreeOk);
     EXPECT_FALSE(exists(root));
-    EXPECT_EQ(readFile(outside + "/precious"), "keep");
+    EXPECT_EQ(kvtest::readFile(outside + "/precious"), "keep");
 }
 
 TEST(DeleteTree, RootOfTheFileSystemIsRefused)
@@ -1001,14 +992,14 @@ TEST(DirectoryIsWriteable, SkipsTakenProbeNames)
     writeFile(dir + "/$Temp$", "one");
     writeFile(dir + "/$temp$_0", "two");
     EXPECT_TRUE(sp_DirectoryIsWriteable(dir.c_str()));
-    EXPECT_EQ(readFile(dir + "/$Temp$"), "one");
-    EXPECT_EQ(readFile(dir + "/$temp$_0"), "two");
+    EXPECT_EQ(kvtest::readFile(dir + "/$Temp$"), "one");
+    EXPECT_EQ(kvtest::readFile(dir + "/$temp$_0"), "two");
     EXPECT_FALSE(exists(dir + "/$temp$_1"));
     // With "$temp$_1" taken by a directory, the probe can't be made: that
     // shows the probe's name was "$temp$_1" and not another.
     ::mkdir((dir + "/$temp$_1").c_str(), 0755);
     EXPECT_FALSE(sp_DirectoryIsWriteable(dir.c_str()));
-    EXPECT_EQ(readFile(dir + "/$Temp$"), "one");
+    EXPECT_EQ(kvtest::readFile(dir + "/$Temp$"), "one");
 }
 
 TEST(DirectoryIsWriteable, TakenProbeNamesIgnoreCase)
@@ -1021,7 +1012,7 @@ TEST(DirectoryIsWriteable, TakenProbeNamesIgnoreCase)
     ::mkdir((dir + "/$temp$_0").c_str(), 0755);
     EXPECT_FALSE(sp_DirectoryIsWriteable(dir.c_str()));
     EXPECT_FALSE(exists(dir + "/$Temp$"));
-    EXPECT_EQ(readFile(dir + "/$TEMP$"), "upper");
+    EXPECT_EQ(kvtest::readFile(dir + "/$TEMP$"), "upper");
     std::string free = kvtest::makeTempDir("wrcasefree");
     ::mkdir((free + "/$temp$_0").c_str(), 0755);
     EXPECT_TRUE(sp_DirectoryIsWriteable(free.c_str())) << "without the file, \"$Temp$\" is the probe";

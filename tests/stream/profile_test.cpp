@@ -28,25 +28,12 @@
 
 namespace {
 
-std::string readText(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream all;
-    all << in.rdbuf();
-    return all.str();
-}
-
-void writeText(const std::string &path, const std::string &text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
 // A fresh file name in a fresh directory: the cache never saw it.
 std::string freshFile(const std::string &text = std::string())
 {
     std::string path = kvtest::makeTempDir("ini") + "/settings.ini";
     if (!text.empty())
-        writeText(path, text);
+        kvtest::writeFile(path, text);
     return path;
 }
 
@@ -113,7 +100,7 @@ TEST(Profile, BadArgumentsFail)
     EXPECT_FALSE(sp_WritePrivateProfileString(nullptr, "s", "k", "v"));
     EXPECT_FALSE(put(path, nullptr, "k", "v"));
     EXPECT_FALSE(put(path, "s", nullptr, "v"));
-    EXPECT_EQ(readText(path), "[s]\nk=v\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=v\n");
 }
 
 TEST(Profile, FileInAMissingDirectoryIsNeverMade)
@@ -129,7 +116,7 @@ TEST(Profile, KeysAndSectionsMatchIgnoringCase)
     std::string path = freshFile("[Options]\nEnableDebugLogging=1\n");
     EXPECT_EQ(get(path, "OPTIONS", "enabledebuglogging"), "1");
     EXPECT_TRUE(put(path, "options", "ENABLEDEBUGLOGGING", "2"));
-    EXPECT_EQ(readText(path), "[Options]\nEnableDebugLogging=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[Options]\nEnableDebugLogging=2\n");
 }
 
 TEST(Profile, QuotesAndOuterBlanksAreRemoved)
@@ -137,7 +124,7 @@ TEST(Profile, QuotesAndOuterBlanksAreRemoved)
     std::string path = freshFile("[s]\nkey = \"a b\" \nother=x\n");
     EXPECT_EQ(get(path, "s", "key"), "a b");
     EXPECT_TRUE(put(path, "s", "other", "y"));
-    EXPECT_EQ(readText(path), "[s]\nkey=a b\nother=y\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nkey=a b\nother=y\n");
 }
 
 TEST(Profile, ValueWithOnlyOneQuoteKeepsIt)
@@ -161,7 +148,7 @@ TEST(Profile, FirstWriteCreatesTheFile)
 {
     std::string path = freshFile();
     EXPECT_TRUE(put(path, "Locations", "Models", "/opt/models"));
-    EXPECT_EQ(readText(path), "[Locations]\nModels=/opt/models\n");
+    EXPECT_EQ(kvtest::readFile(path), "[Locations]\nModels=/opt/models\n");
     EXPECT_EQ(get(path, "locations", "models"), "/opt/models");
 }
 
@@ -170,7 +157,7 @@ TEST(Profile, ChangingOnlyTheCaseOfAValueRewritesTheFile)
     std::string path = freshFile("[s]\nk=Value\n");
     EXPECT_EQ(get(path, "s", "k"), "Value");
     EXPECT_TRUE(put(path, "s", "k", "VALUE"));
-    EXPECT_EQ(readText(path), "[s]\nk=VALUE\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=VALUE\n");
 }
 
 TEST(Profile, WritingTheSameValueTouchesNothing)
@@ -181,7 +168,7 @@ TEST(Profile, WritingTheSameValueTouchesNothing)
     nextTick();
     EXPECT_TRUE(put(path, "s", "K", "v"));
     EXPECT_EQ(sp_GetFileModifiedTime(path.c_str()), before);
-    EXPECT_EQ(readText(path), "[s]\n\n\nk = v\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\n\n\nk = v\n");
     EXPECT_EQ(sp_GetProfileTimeStamp(YString(path.c_str())), before);
 }
 
@@ -189,7 +176,7 @@ TEST(Profile, CommentBetweenSettingsStaysBetweenThem)
 {
     std::string path = freshFile("[s]\na=1\n   ; note\nb=2\n");
     EXPECT_TRUE(put(path, "s", "c", "3"));
-    EXPECT_EQ(readText(path), "[s]\na=1\n; note\nb=2\nc=3\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\na=1\n; note\nb=2\nc=3\n");
 }
 
 TEST(Profile, BracketLineThatDoesNotEndInABracketIsASetting)
@@ -205,7 +192,7 @@ TEST(Profile, BracketLineThatDoesNotEndInABracketIsASetting)
     // Without "=" the line is the key "" with an empty value, written back
     // as such.
     EXPECT_TRUE(put(path, "s", "k", "w"));
-    EXPECT_EQ(readText(path), "[s]\n=\nk=w\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\n=\nk=w\n");
 }
 
 TEST(Profile, HeaderNameEndsAtItsFirstClosingBracket)
@@ -218,7 +205,7 @@ TEST(Profile, HeaderNameEndsAtItsFirstClosingBracket)
     EXPECT_EQ(get(path, " c ", "j"), "w");
     EXPECT_EQ(get(path, "c", "j"), "");
     EXPECT_TRUE(put(path, "a", "k", "x"));
-    EXPECT_EQ(readText(path), "[a]\nk=x\n\n[ c ]\nj=w\n");
+    EXPECT_EQ(kvtest::readFile(path), "[a]\nk=x\n\n[ c ]\nj=w\n");
 }
 
 TEST(Profile, TextBeforeTheFirstHeaderDisappearsAtTheNextRewrite)
@@ -227,7 +214,7 @@ TEST(Profile, TextBeforeTheFirstHeaderDisappearsAtTheNextRewrite)
     EXPECT_EQ(get(path, "s", "k"), "v");
     EXPECT_EQ(get(path, "", "stray"), "");
     EXPECT_TRUE(put(path, "s", "k", "w"));
-    EXPECT_EQ(readText(path), "[s]\nk=w\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=w\n");
 }
 
 TEST(Profile, RepeatedKeyReadsItsFirstValueAndLosesTheRest)
@@ -235,23 +222,23 @@ TEST(Profile, RepeatedKeyReadsItsFirstValueAndLosesTheRest)
     std::string path = freshFile("[s]\nk=first\nother=1\nK=second\n");
     EXPECT_EQ(get(path, "s", "k"), "first");
     EXPECT_TRUE(put(path, "s", "other", "2"));
-    EXPECT_EQ(readText(path), "[s]\nk=first\nother=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=first\nother=2\n");
 }
 
 TEST(Profile, NewSectionGoesToTheTopAndNewKeyToTheBottomOfItsSection)
 {
     std::string path = freshFile("[a]\nx=1\n\n[b]\ny=2\n");
     EXPECT_TRUE(put(path, "a", "z", "3"));
-    EXPECT_EQ(readText(path), "[a]\nx=1\nz=3\n\n[b]\ny=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[a]\nx=1\nz=3\n\n[b]\ny=2\n");
     EXPECT_TRUE(put(path, "c", "w", "4"));
-    EXPECT_EQ(readText(path), "[c]\nw=4\n\n[a]\nx=1\nz=3\n\n[b]\ny=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[c]\nw=4\n\n[a]\nx=1\nz=3\n\n[b]\ny=2\n");
 }
 
 TEST(Profile, ValuesAreWrittenWithoutQuotes)
 {
     std::string path = freshFile();
     EXPECT_TRUE(put(path, "s", "k", "\"quoted\" text = 1"));
-    EXPECT_EQ(readText(path), "[s]\nk=\"quoted\" text = 1\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=\"quoted\" text = 1\n");
     EXPECT_EQ(get(path, "s", "k"), "\"quoted\" text = 1");
 }
 
@@ -259,7 +246,7 @@ TEST(Profile, NullValueDeletesTheKey)
 {
     std::string path = freshFile("[s]\na=1\nb=2\n");
     EXPECT_TRUE(put(path, "s", "a", nullptr));
-    EXPECT_EQ(readText(path), "[s]\nb=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nb=2\n");
     EXPECT_EQ(get(path, "s", "a"), "");
     long long before = sp_GetFileModifiedTime(path.c_str());
     nextTick();
@@ -275,10 +262,10 @@ TEST(Profile, ManyValuesInOneRewrite)
     values.append(NameValuePair(YString("b"), YString("20")));
     values.append(NameValuePair(YString("c"), YString("30")));
     EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("s"), values));
-    EXPECT_EQ(readText(path), "[s]\na=10\nb=20\nc=30\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\na=10\nb=20\nc=30\n");
     std::string fresh = freshFile();
     EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(fresh.c_str()), YString("new"), values));
-    EXPECT_EQ(readText(fresh), "[new]\nA=10\nb=20\nc=30\n");
+    EXPECT_EQ(kvtest::readFile(fresh), "[new]\nA=10\nb=20\nc=30\n");
 }
 
 TEST(Profile, EmptyValueIsASettingOfItsOwn)
@@ -294,10 +281,10 @@ TEST(Profile, EmptyValueIsASettingOfItsOwn)
     nextTick();
     EXPECT_TRUE(put(path, "s", "K", ""));
     EXPECT_EQ(sp_GetFileModifiedTime(path.c_str()), before);
-    EXPECT_EQ(readText(path), "[s]\nk=\nquoted=\"\"\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=\nquoted=\"\"\n");
     // An empty value is not a deletion: the key stays, written with "=".
     EXPECT_TRUE(put(path, "s", "new", ""));
-    EXPECT_EQ(readText(path), "[s]\nk=\nquoted=\nnew=\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=\nquoted=\nnew=\n");
     EXPECT_TRUE(sp_GetPrivateProfileString("s", "new", path.c_str(), &value));
     EXPECT_TRUE(value.isEmpty());
 }
@@ -310,7 +297,7 @@ TEST(Profile, OnlyTheFirstEqualsSignAndOnePairOfQuotesCount)
     EXPECT_EQ(get(path, "s", "q"), "\"x\"");
     EXPECT_EQ(get(path, "s", "half"), "x\"");
     EXPECT_TRUE(put(path, "s", "z", "1"));
-    EXPECT_EQ(readText(path), "[s]\nmy key=a=b\nq=\"x\"\nhalf=x\"\nz=1\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nmy key=a=b\nq=\"x\"\nhalf=x\"\nz=1\n");
 }
 
 TEST(Profile, SemicolonAfterAValueIsPartOfTheValue)
@@ -319,7 +306,7 @@ TEST(Profile, SemicolonAfterAValueIsPartOfTheValue)
     EXPECT_EQ(get(path, "s", "k"), "v ; not a comment");
     EXPECT_EQ(get(path, "s", "j"), "\"x\" ; y"); // the quotes don't enclose the whole value
     EXPECT_TRUE(put(path, "s", "z", "1"));
-    EXPECT_EQ(readText(path), "[s]\nk=v ; not a comment\n;\ttabbed comment\nj=\"x\" ; y\nz=1\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=v ; not a comment\n;\ttabbed comment\nj=\"x\" ; y\nz=1\n");
 }
 
 TEST(Profile, CarriageReturnsVanishAndCommentsKeepTheirTrailingBlanks)
@@ -328,17 +315,17 @@ TEST(Profile, CarriageReturnsVanishAndCommentsKeepTheirTrailingBlanks)
     EXPECT_EQ(get(path, "s", "k"), "v");
     EXPECT_EQ(get(path, "t", "j"), "2");
     EXPECT_TRUE(put(path, "t", "j", "3"));
-    EXPECT_EQ(readText(path), "[s]\n; note  \nk=v\n\n[t]\nj=3\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\n; note  \nk=v\n\n[t]\nj=3\n");
 }
 
 TEST(Profile, DeletingAKeyIgnoresCaseAndKeepsTheSectionHeader)
 {
     std::string path = freshFile("[Main]\n; only a comment and one key\nKey=1\n\n[other]\nx=2\n");
     EXPECT_TRUE(put(path, "MAIN", "kEY", nullptr));
-    EXPECT_EQ(readText(path), "[Main]\n; only a comment and one key\n\n[other]\nx=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[Main]\n; only a comment and one key\n\n[other]\nx=2\n");
     EXPECT_EQ(get(path, "main", "key"), "");
     EXPECT_TRUE(put(path, "other", "X", nullptr));
-    EXPECT_EQ(readText(path), "[Main]\n; only a comment and one key\n\n[other]\n");
+    EXPECT_EQ(kvtest::readFile(path), "[Main]\n; only a comment and one key\n\n[other]\n");
     YList<YString> keys;
     ASSERT_TRUE(sp_GetProfileKeyNames(YString(path.c_str()), YString("other"), &keys));
     EXPECT_EQ(keys.getCount(), 0);
@@ -348,7 +335,7 @@ TEST(Profile, ANewKeyInAnExistingSectionKeepsTheSectionsCaseAndPlace)
 {
     std::string path = freshFile("[First]\na=1\n\n[Second]\nb=2\n");
     EXPECT_TRUE(put(path, "second", "C", "3"));
-    EXPECT_EQ(readText(path), "[First]\na=1\n\n[Second]\nb=2\nC=3\n");
+    EXPECT_EQ(kvtest::readFile(path), "[First]\na=1\n\n[Second]\nb=2\nC=3\n");
     YList<YString> names;
     ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
     EXPECT_EQ(toVector(names), std::vector<std::string>({"First", "Second"}));
@@ -359,9 +346,9 @@ TEST(Profile, SectionNamedTwiceIsWrittenTwiceWithAllItsEntries)
     // Both headers name one section, so each is followed by all its entries.
     std::string path = freshFile("[b]\nx=1\n[a]\ny=2\n[B]\nz=3\n");
     EXPECT_TRUE(put(path, "a", "y", "20"));
-    EXPECT_EQ(readText(path), "[b]\nx=1\nz=3\n\n[a]\ny=20\n\n[B]\nx=1\nz=3\n");
+    EXPECT_EQ(kvtest::readFile(path), "[b]\nx=1\nz=3\n\n[a]\ny=20\n\n[B]\nx=1\nz=3\n");
     EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("b")), 2);
-    EXPECT_EQ(readText(path), "[a]\ny=20\n");
+    EXPECT_EQ(kvtest::readFile(path), "[a]\ny=20\n");
     YList<YString> names;
     ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
     EXPECT_EQ(toVector(names), std::vector<std::string>({"a"}));
@@ -378,10 +365,10 @@ TEST(Profile, ManyValuesThatAreAllInPlaceTouchNothing)
     nextTick();
     EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("S"), values));
     EXPECT_EQ(sp_GetFileModifiedTime(path.c_str()), before);
-    EXPECT_EQ(readText(path), "[s]\n; keep\na = 1\nb=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\n; keep\na = 1\nb=2\n");
     values.append(NameValuePair(YString("c"), YString("")));
     EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("S"), values));
-    EXPECT_EQ(readText(path), "[s]\n; keep\na=1\nb=2\nc=\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\n; keep\na=1\nb=2\nc=\n");
 }
 
 TEST(Profile, DeletingTheOnlySectionLeavesAnEmptyFile)
@@ -389,7 +376,7 @@ TEST(Profile, DeletingTheOnlySectionLeavesAnEmptyFile)
     std::string path = freshFile("; before\n[only]\n; c\nk=v\n");
     EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("ONLY")), 2);
     EXPECT_TRUE(QFile::exists(QString::fromStdString(path)));
-    EXPECT_EQ(readText(path), "");
+    EXPECT_EQ(kvtest::readFile(path), "");
     YList<YString> names;
     names.append(YString("stale"));
     ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names));
@@ -400,12 +387,12 @@ TEST(Profile, KeyDeletedAndSetAgainGoesToTheBottomOfItsSection)
 {
     std::string path = freshFile("[s]\na=1\n; about b\nb=2\n");
     EXPECT_TRUE(put(path, "s", "a", nullptr));
-    EXPECT_EQ(readText(path), "[s]\n; about b\nb=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\n; about b\nb=2\n");
     EXPECT_TRUE(put(path, "s", "A", "3"));
-    EXPECT_EQ(readText(path), "[s]\n; about b\nb=2\nA=3\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\n; about b\nb=2\nA=3\n");
     // A changed value keeps its place.
     EXPECT_TRUE(put(path, "s", "b", "4"));
-    EXPECT_EQ(readText(path), "[s]\n; about b\nb=4\nA=3\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\n; about b\nb=4\nA=3\n");
 }
 
 TEST(Profile, ManyValuesWithARepeatedNameKeepTheLastValueOnce)
@@ -416,7 +403,7 @@ TEST(Profile, ManyValuesWithARepeatedNameKeepTheLastValueOnce)
     values.append(NameValuePair(YString("K"), YString("2")));
     values.append(NameValuePair(YString("x"), YString("0")));
     EXPECT_TRUE(sp_WritePrivateProfileStrings(YString(path.c_str()), YString("s"), values));
-    EXPECT_EQ(readText(path), "[s]\nx=0\nk=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nx=0\nk=2\n");
 }
 
 TEST(Profile, NoValuesForAMissingFileMakeNoFile)
@@ -442,16 +429,16 @@ TEST(Profile, ArbitraryTextReadsAndRewritesWithoutHarm)
         for (int i = 0; i < length; ++i)
             text += pieces[random() % pieceCount];
         std::string path = freshFile(text);
-        writeText(path, text); // also when empty
+        kvtest::writeFile(path, text); // also when empty
         YList<YString> names;
         ASSERT_TRUE(sp_GetProfileSectionNames(YString(path.c_str()), &names)) << round;
         get(path, "a", "k");
         ASSERT_TRUE(put(path, "zz", "key", "val")) << round;
         EXPECT_EQ(get(path, "ZZ", "KEY"), "val") << round;
-        std::string written = readText(path);
+        std::string written = kvtest::readFile(path);
         ASSERT_EQ(written.rfind("[zz]\nkey=val\n", 0), 0u) << round << ": " << written;
         EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("zz")), 1) << round;
-        EXPECT_EQ(readText(path).find("[zz]"), std::string::npos) << round;
+        EXPECT_EQ(kvtest::readFile(path).find("[zz]"), std::string::npos) << round;
         EXPECT_EQ(get(path, "zz", "key"), "") << round;
     }
 }
@@ -487,7 +474,7 @@ TEST(Profile, DeletingASectionRemovesItsEntriesAndComments)
 {
     std::string path = freshFile("[a]\nx=1\n; about b\n\n[b]\n; c1\ny=2\nz=3\n\n[c]\nw=4\n");
     EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("B")), 3);
-    EXPECT_EQ(readText(path), "[a]\nx=1\n; about b\n\n[c]\nw=4\n");
+    EXPECT_EQ(kvtest::readFile(path), "[a]\nx=1\n; about b\n\n[c]\nw=4\n");
     EXPECT_EQ(get(path, "b", "y"), "");
 }
 
@@ -499,7 +486,7 @@ TEST(Profile, DeletingAMissingSectionChangesNothing)
     long long before = sp_GetFileModifiedTime(path.c_str());
     nextTick();
     EXPECT_EQ(sp_DeletePrivateProfileSection(YString(path.c_str()), YString("zz")), 0);
-    EXPECT_EQ(readText(path), text);
+    EXPECT_EQ(kvtest::readFile(path), text);
     EXPECT_EQ(sp_GetFileModifiedTime(path.c_str()), before);
 }
 
@@ -510,7 +497,7 @@ TEST(Profile, ForeignChangeIsSeenAtTheNextCall)
     std::string path = freshFile("[s]\nk=1\n");
     EXPECT_EQ(get(path, "s", "k"), "1");
     nextTick();
-    writeText(path, "[s]\nk=2\n");
+    kvtest::writeFile(path, "[s]\nk=2\n");
     EXPECT_EQ(get(path, "s", "k"), "2");
 }
 
@@ -521,7 +508,7 @@ TEST(Profile, FileDeletedBehindTheCachesBackReadsEmpty)
     QFile::remove(QString::fromStdString(path));
     EXPECT_EQ(get(path, "s", "k"), "");
     EXPECT_TRUE(put(path, "s", "j", "2"));
-    EXPECT_EQ(readText(path), "[s]\nj=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nj=2\n");
 }
 
 TEST(Profile, TimeStampPollMarksTheFileForLoading)
@@ -532,7 +519,7 @@ TEST(Profile, TimeStampPollMarksTheFileForLoading)
     EXPECT_EQ(first, sp_GetFileModifiedTime(path.c_str()));
     EXPECT_GT(first, 0);
     nextTick();
-    writeText(path, "[s]\nk=22\n");
+    kvtest::writeFile(path, "[s]\nk=22\n");
     long long second = sp_GetProfileTimeStamp(YString(path.c_str()));
     EXPECT_GT(second, first);
     EXPECT_EQ(sp_GetProfileTimeStamp(YString(path.c_str())), second);
@@ -558,7 +545,7 @@ TEST(Profile, RewriteKeepsTheFilesPermissions)
     EXPECT_TRUE(before & QFile::ReadOther);
     EXPECT_TRUE(put(path, "s", "k", "2"));
     EXPECT_EQ(QFile::permissions(name), before);
-    EXPECT_EQ(readText(path), "[s]\nk=2\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=2\n");
 }
 
 TEST(Profile, FileReachedThroughALinkKeepsTheLink)
@@ -569,7 +556,7 @@ TEST(Profile, FileReachedThroughALinkKeepsTheLink)
     EXPECT_EQ(get(link, "s", "k"), "1");
     EXPECT_TRUE(put(link, "s", "k", "2"));
     EXPECT_TRUE(QFileInfo(QString::fromStdString(link)).isSymLink());
-    EXPECT_EQ(readText(real), "[s]\nk=2\n");
+    EXPECT_EQ(kvtest::readFile(real), "[s]\nk=2\n");
 }
 
 // ---------------------------------------------------------------- processes
@@ -600,9 +587,9 @@ KVTEST_CHILD(profileUnwritableDirectory)
         return 4;
     if (get(path, "s", "k") != "new")
         return 5;
-    if (readText(path) != "[s]\nk=old\n")
+    if (kvtest::readFile(path) != "[s]\nk=old\n")
         return 6;
-    if (!put(path, "s", "j", "more") || get(path, "s", "j") != "more" || readText(path) != "[s]\nk=old\n")
+    if (!put(path, "s", "j", "more") || get(path, "s", "j") != "more" || kvtest::readFile(path) != "[s]\nk=old\n")
         return 7;
     return 0;
 }
@@ -621,12 +608,12 @@ TEST(ProfileProcesses, RewriteThatCantReachTheDiskKeepsMemoryAndTheOldFile)
         }
     }
     std::string path = dir + "/settings.ini";
-    writeText(path, "[s]\nk=old\n");
+    kvtest::writeFile(path, "[s]\nk=old\n");
     ::chmod(path.c_str(), 0644);
     ::chmod(dir.c_str(), 0555);
     EXPECT_EQ(kvtest::runChild("profileUnwritableDirectory", {QString::fromStdString(path)}), 0);
     ::chmod(dir.c_str(), 0755);
-    EXPECT_EQ(readText(path), "[s]\nk=old\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=old\n");
     EXPECT_EQ(QDir(QString::fromStdString(dir)).entryList(QDir::Files | QDir::Hidden), QStringList({"settings.ini"}));
 }
 
@@ -637,7 +624,7 @@ TEST(ProfileProcesses, SecondProcessSeesTheFirstsChange)
     EXPECT_EQ(kvtest::runChild("profileWrite", {QString::fromStdString(path), "s", "k", "theirs"}), 0);
     EXPECT_EQ(get(path, "s", "k"), "theirs");
     EXPECT_TRUE(put(path, "s", "j", "also mine"));
-    EXPECT_EQ(readText(path), "[s]\nk=theirs\nj=also mine\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=theirs\nj=also mine\n");
 }
 
 TEST(ProfileProcesses, SameSizeChangeInTheSameClockTickIsSeen)
@@ -651,7 +638,7 @@ TEST(ProfileProcesses, SameSizeChangeInTheSameClockTickIsSeen)
     EXPECT_EQ(get(path, "s", "k"), "2");
     EXPECT_TRUE(put(path, "s", "k", "3"));
     EXPECT_EQ(kvtest::runChild("profileWrite", {QString::fromStdString(path), "s", "j", "4"}), 0);
-    EXPECT_EQ(readText(path), "[s]\nk=3\nj=4\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=3\nj=4\n");
 }
 
 KVTEST_CHILD(profileWriteMany)
@@ -689,7 +676,7 @@ TEST(ProfileProcesses, TwoWritersOfDifferentKeysKeepEveryLastValue)
             EXPECT_EQ(get(path, "shared", key.c_str()), prefix + last) << key;
         }
     }
-    EXPECT_NE(readText(path).find("; written by two processes\n"), std::string::npos);
+    EXPECT_NE(kvtest::readFile(path).find("; written by two processes\n"), std::string::npos);
 }
 
 KVTEST_CHILD(profileHoldMutex)
@@ -717,12 +704,12 @@ TEST(ProfileProcesses, HeldMutexKeepsMemoryAndDelaysTheWrite)
         QThread::msleep(20);
     ASSERT_TRUE(QFile::exists(QString::fromStdString(marker)));
     nextTick();
-    writeText(path, "[s]\nk=new\n");
+    kvtest::writeFile(path, "[s]\nk=new\n");
     // The read can't take the mutex within 100 ms: memory stays.
     EXPECT_EQ(get(path, "s", "k"), "old");
     // The write waits up to 1000 ms, then leaves its change in memory.
     EXPECT_TRUE(put(path, "s", "j", "pending"));
-    EXPECT_EQ(readText(path), "[s]\nk=new\n");
+    EXPECT_EQ(kvtest::readFile(path), "[s]\nk=new\n");
     holder->kill();
     holder->waitForFinished(10000);
     // The holder died holding the mutex: it is taken over, the foreign file
@@ -750,7 +737,7 @@ TEST(ProfileProcesses, WriterKilledDuringARewriteLeavesAWholeFile)
     QThread::msleep(400);
     writer->kill();
     writer->waitForFinished(10000);
-    std::string text = readText(path);
+    std::string text = kvtest::readFile(path);
     ASSERT_NE(text.find("[keep]\nimportant=yes\n"), std::string::npos) << text.substr(0, 200);
     size_t start = text.find("[big]\nvalue=");
     if (start != std::string::npos) {

@@ -24,20 +24,6 @@
 
 namespace {
 
-std::string slurp(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void spit(const std::string &path, const std::string &text)
-{
-    std::ofstream out(path, std::ios::binary);
-    out << text;
-}
-
 ino_t inodeOf(const std::string &path)
 {
     struct stat st;
@@ -59,7 +45,7 @@ std::string base64FileText(const std::string &bytes)
         EXPECT_EQ(out.write(bytes.data(), static_cast<unsigned>(bytes.size())), bytes.size());
         out.closeBase64();
     }
-    return slurp(path);
+    return kvtest::readFile(path);
 }
 
 } // namespace
@@ -123,7 +109,7 @@ TEST(OpenMode, BinaryReadMode0x81ReadsBytesAsTheyAre)
 {
     std::string path = tempFile("bin.dat");
     std::string bytes("a\r\nb\0\xff", 6);
-    spit(path, bytes);
+    kvtest::writeFile(path, bytes);
     kvfstream in(path.c_str(), 0x81);
     ASSERT_TRUE(static_cast<bool>(in));
     char got[16];
@@ -135,7 +121,7 @@ TEST(OpenMode, BinaryReadMode0x81ReadsBytesAsTheyAre)
 TEST(OpenMode, Mode3TruncatesAndMode19DoesNot)
 {
     std::string path = tempFile("rw.txt");
-    spit(path, "0123456789");
+    kvtest::writeFile(path, "0123456789");
     {
         kvfstream s(path.c_str(), 19);
         ASSERT_TRUE(static_cast<bool>(s));
@@ -143,7 +129,7 @@ TEST(OpenMode, Mode3TruncatesAndMode19DoesNot)
         s.seekg(2);
         s.write("ab", 2);
     }
-    EXPECT_EQ(slurp(path), "01ab456789");
+    EXPECT_EQ(kvtest::readFile(path), "01ab456789");
     {
         kvfstream s(path.c_str(), 3);
         ASSERT_TRUE(static_cast<bool>(s));
@@ -152,7 +138,7 @@ TEST(OpenMode, Mode3TruncatesAndMode19DoesNot)
         s.seekg(0);
         EXPECT_EQ(s.get(), 'x');
     }
-    EXPECT_EQ(slurp(path), "xy");
+    EXPECT_EQ(kvtest::readFile(path), "xy");
 }
 
 TEST(OpenMode, Mode19OnMissingFileFailsWithoutMakingIt)
@@ -166,7 +152,7 @@ TEST(OpenMode, Mode19OnMissingFileFailsWithoutMakingIt)
 TEST(OpenMode, AppendModesAddAtTheEnd)
 {
     std::string path = tempFile("app.txt");
-    spit(path, "one\n");
+    kvtest::writeFile(path, "one\n");
     {
         kvfstream s(path.c_str(), KvOpenOut | KvOpenAppend);
         s << "two\n";
@@ -179,14 +165,14 @@ TEST(OpenMode, AppendModesAddAtTheEnd)
         EXPECT_TRUE(s.getline(&line));
         EXPECT_STREQ(line.tocs(), "one");
     }
-    EXPECT_EQ(slurp(path), "one\ntwo\nthree\n");
+    EXPECT_EQ(kvtest::readFile(path), "one\ntwo\nthree\n");
 }
 
 TEST(OpenMode, ReplaceRemovesTheOldFileFirstOnlyWhenTruncating)
 {
     std::string path = tempFile("rep.txt");
-    spit(path, "old");
-    spit(path + ".keep", "");
+    kvtest::writeFile(path, "old");
+    kvtest::writeFile(path + ".keep", "");
     ino_t before = inodeOf(path);
     int pin = ::open(path.c_str(), O_RDONLY); // keeps the old inode alive
     {
@@ -195,7 +181,7 @@ TEST(OpenMode, ReplaceRemovesTheOldFileFirstOnlyWhenTruncating)
         s << "new";
     }
     EXPECT_NE(inodeOf(path), before);
-    EXPECT_EQ(slurp(path), "new");
+    EXPECT_EQ(kvtest::readFile(path), "new");
     ino_t second = inodeOf(path);
     {
         kvfstream s(path.c_str(), KvOpenOut);
@@ -207,7 +193,7 @@ TEST(OpenMode, ReplaceRemovesTheOldFileFirstOnlyWhenTruncating)
         s << "+";
     }
     EXPECT_EQ(inodeOf(path), second) << "append doesn't truncate, so nothing is removed";
-    EXPECT_EQ(slurp(path), "plain+");
+    EXPECT_EQ(kvtest::readFile(path), "plain+");
     ::close(pin);
 }
 
@@ -225,24 +211,24 @@ TEST(OpenMode, ReplaceRemovesALinkEvenWhenItsTargetIsMissing)
     struct stat st;
     ASSERT_EQ(::lstat(link.c_str(), &st), 0);
     EXPECT_TRUE(S_ISREG(st.st_mode)) << "the link was removed and a new file made in its place";
-    EXPECT_EQ(slurp(link), "fresh");
+    EXPECT_EQ(kvtest::readFile(link), "fresh");
     EXPECT_NE(::lstat(target.c_str(), &st), 0) << "nothing was written through the link";
 
     std::string live = dir + "/live.txt";
-    spit(target, "kept");
+    kvtest::writeFile(target, "kept");
     ASSERT_EQ(::symlink(target.c_str(), live.c_str()), 0);
     {
         kvfstream s(live.c_str(), KvOpenOut | KvOpenReplace);
         ASSERT_TRUE(static_cast<bool>(s));
         s << "new";
     }
-    EXPECT_EQ(slurp(target), "kept") << "a live link is replaced the same way";
-    EXPECT_EQ(slurp(live), "new");
+    EXPECT_EQ(kvtest::readFile(target), "kept") << "a live link is replaced the same way";
+    EXPECT_EQ(kvtest::readFile(live), "new");
     {
         kvfstream s(link.c_str(), KvOpenOut);
         s << "plain";
     }
-    EXPECT_EQ(slurp(link), "plain");
+    EXPECT_EQ(kvtest::readFile(link), "plain");
 }
 
 TEST(OpenMode, ReplaceOfADirectoryOpensNothingAndKeepsIt)
@@ -267,7 +253,7 @@ TEST(OpenMode, EmptyOrNullNameOpensNothing)
 TEST(OpenMode, OpeningWithoutANameClosesWhatWasOpen)
 {
     std::string path = tempFile("was.txt");
-    spit(path, "was open\n");
+    kvtest::writeFile(path, "was open\n");
     kvfstream s(path.c_str(), KvOpenIn);
     ASSERT_TRUE(static_cast<bool>(s));
     EXPECT_FALSE(s.open("", KvOpenIn, false));
@@ -281,7 +267,7 @@ TEST(OpenMode, OpeningWithoutANameClosesWhatWasOpen)
 TEST(OpenMode, AFailedOpenLeavesAClosedBuffer)
 {
     std::string path = tempFile("open.txt");
-    spit(path, "text\n");
+    kvtest::writeFile(path, "text\n");
     kvfstream s(path.c_str(), KvOpenIn);
     ASSERT_TRUE(static_cast<bool>(s));
     std::string missing = kvtest::makeTempDir("stream") + "/no/such/file";
@@ -298,8 +284,8 @@ TEST(FileStreamLock, LockedElsewhereLeavesTheBufferAsItWas)
     std::string dir = kvtest::makeTempDir("stream");
     std::string first = dir + "/first.txt";
     std::string second = dir + "/second.txt";
-    spit(first, "first\n");
-    spit(second, "second\n");
+    kvtest::writeFile(first, "first\n");
+    kvtest::writeFile(second, "second\n");
     FileLock other;
     ASSERT_TRUE(other.lock(second.c_str()));
     kvfstream s(first.c_str(), KvOpenIn);
@@ -380,7 +366,7 @@ TEST(FileBuffer, ClosedBufferAnswersSafely)
 TEST(FileBuffer, DetachGivesTheFileWithoutClosing)
 {
     std::string path = tempFile("d.txt");
-    spit(path, "abc");
+    kvtest::writeFile(path, "abc");
     kvfbuf b;
     ASSERT_TRUE(b.open(path.c_str(), KvOpenIn, false));
     EXPECT_GE(b.fd(), 0);
@@ -395,7 +381,7 @@ TEST(FileBuffer, DetachGivesTheFileWithoutClosing)
 TEST(FileBuffer, SeekWhenceAndPositions)
 {
     std::string path = tempFile("s.txt");
-    spit(path, "0123456789");
+    kvtest::writeFile(path, "0123456789");
     kvfstream s(path.c_str(), KvOpenIn);
     EXPECT_EQ(s.seekg(3), 0);
     EXPECT_EQ(s.tellg(), 3);
@@ -436,7 +422,7 @@ TEST(FileBuffer, WriteAtWritesThereAndComesBack)
     EXPECT_EQ(s.tellg(), 11);
     s << "!";
     s.close();
-    EXPECT_EQ(slurp(path), "Jello world!");
+    EXPECT_EQ(kvtest::readFile(path), "Jello world!");
 }
 
 TEST(FileBuffer, TakeAndWriteWritesAndOwnsTheBlock)
@@ -450,13 +436,13 @@ TEST(FileBuffer, TakeAndWriteWritesAndOwnsTheBlock)
         EXPECT_EQ(s.rdbuf()->writeSync("+sync", 5), 5u);
         EXPECT_EQ(s.takeAndwriteSharedBlock(1, 1, 10), 0) << "no shared heap to take a block from";
     }
-    EXPECT_EQ(slurp(path), "block+sync");
+    EXPECT_EQ(kvtest::readFile(path), "block+sync");
 }
 
 TEST(FileStream, GetsAndNumbersInTheCLocale)
 {
     std::string path = tempFile("n.txt");
-    spit(path, "first line\nsecond\n 42 -3.5e2 x");
+    kvtest::writeFile(path, "first line\nsecond\n 42 -3.5e2 x");
     const char *previous = std::setlocale(LC_NUMERIC, "de_DE.UTF-8");
     kvfstream s(path.c_str(), KvOpenIn);
     char line[64];
@@ -484,7 +470,7 @@ TEST(FileStream, GetsAndNumbersInTheCLocale)
 TEST(FileStream, FromAnOpenFileAndOpenFileReplacesTheBuffer)
 {
     std::string path = tempFile("f.txt");
-    spit(path, "xyz");
+    kvtest::writeFile(path, "xyz");
     FILE *f = std::fopen(path.c_str(), "r");
     kvfstream s(f);
     EXPECT_EQ(s.get(), 'x');
@@ -511,7 +497,7 @@ TEST(TextOutput, OperatorsAndPrintfAreByteExact)
     }
     if (previous != nullptr)
         std::setlocale(LC_NUMERIC, "C");
-    EXPECT_EQ(slurp(path), "(null) -12 2.5 1e+20 end| 3.14|x|7\n!");
+    EXPECT_EQ(kvtest::readFile(path), "(null) -12 2.5 1e+20 end| 3.14|x|7\n!");
 }
 
 TEST(TextOutput, NumbersFollowPercentDAndPercentG)
@@ -677,7 +663,7 @@ TEST(GetLine, LastLineWithoutLineFeedIsNotDelivered)
 TEST(GetLine, FileWithLastLineWithoutLineFeed)
 {
     std::string path = tempFile("l.txt");
-    spit(path, "R1 1 0 1k\r\n\nC1 1 0 1u");
+    kvtest::writeFile(path, "R1 1 0 1k\r\n\nC1 1 0 1u");
     kvfstream s(path.c_str(), KvOpenIn | KvOpenBinary);
     YString line("x");
     EXPECT_TRUE(s.getline(&line));
@@ -706,7 +692,7 @@ TEST(GetLine, AnUnendedTailIsKeptOnlyFromAWhole511Characters)
     std::string path = tempFile("tail.txt");
     for (int length : {510, 511, 512}) {
         std::string tail(static_cast<std::size_t>(length), 'z');
-        spit(path, "x\n" + tail);
+        kvtest::writeFile(path, "x\n" + tail);
         kvfstream file(path.c_str(), KvOpenIn | KvOpenBinary);
         kvstrstream memory(("x\n" + tail).c_str());
         for (kvstream *s : {static_cast<kvstream *>(&file), static_cast<kvstream *>(&memory)}) {
@@ -743,7 +729,7 @@ TEST(GetLine, EmptyStreamAndNullLine)
 TEST(GetLineChars, StopsAtLineFeedByteFFOrEnd)
 {
     std::string path = tempFile("c.txt");
-    spit(path, std::string("ab\ncd\xff" "ef", 8));
+    kvtest::writeFile(path, std::string("ab\ncd\xff" "ef", 8));
     kvfstream s(path.c_str(), KvOpenIn | KvOpenBinary);
     char line[16];
     std::memset(line, '#', sizeof line);
@@ -919,7 +905,7 @@ TEST(Decryption, GetLineDropsAnUnendedLastLine)
 TEST(Decryption, GetLineCharsStopsAtByteFFFromTheQueue)
 {
     std::string path = tempFile("ff.txt");
-    spit(path, std::string("ab\xff" "cd\n", 6));
+    kvtest::writeFile(path, std::string("ab\xff" "cd\n", 6));
     kvfstream s(path.c_str(), KvOpenIn | KvOpenBinary);
     TestDecryptor d;
     s.setAllowEncryption(&d);
@@ -942,7 +928,7 @@ TEST(Decryption, OversizedOutputIsCutTo512)
 TEST(Decryption, ReadGoesThroughGetAndEofWaitsForTheQueue)
 {
     std::string path = tempFile("e.txt");
-    spit(path, "?@@abc\nxyz\n");
+    kvtest::writeFile(path, "?@@abc\nxyz\n");
     kvfstream s(path.c_str(), KvOpenIn);
     TestDecryptor d;
     s.setAllowEncryption(&d);
@@ -994,7 +980,7 @@ TEST(TransferBuffer, FromGetsAFreshEmptyBufferOfItsKind)
     EXPECT_FALSE(static_cast<bool>(from)) << "closed";
     to << "moved";
     to.close();
-    EXPECT_EQ(slurp(path), "moved");
+    EXPECT_EQ(kvtest::readFile(path), "moved");
 
     kvstrstream a("abc");
     kvstrstream b("zz");
@@ -1096,7 +1082,7 @@ TEST(Base64, RoundTripThroughSeveralBlocksAndSmallWrites)
 TEST(Base64, ReadingSkipsWhiteSpaceAndStopsAtAnInvalidCharacter)
 {
     std::string path = tempFile("ws.txt");
-    spit(path, "TW\r\n Fu\tTW\nFu.rest");
+    kvtest::writeFile(path, "TW\r\n Fu\tTW\nFu.rest");
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     in.openBase64();
     char buf[16];
@@ -1109,7 +1095,7 @@ TEST(Base64, ReadingSkipsWhiteSpaceAndStopsAtAnInvalidCharacter)
 TEST(Base64, PaddedGroupEndsThePassAndAGroupCutShortGivesNothing)
 {
     std::string path = tempFile("pad.txt");
-    spit(path, "TQ==TWFu");
+    kvtest::writeFile(path, "TQ==TWFu");
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     in.openBase64();
     char buf[16];
@@ -1119,7 +1105,7 @@ TEST(Base64, PaddedGroupEndsThePassAndAGroupCutShortGivesNothing)
     EXPECT_EQ(std::string(buf, 3), "Man");
     in.closeBase64();
 
-    spit(path, "TWFuTW");
+    kvtest::writeFile(path, "TWFuTW");
     kvfstream cut(path.c_str(), KvOpenIn | KvOpenBinary);
     cut.openBase64();
     EXPECT_EQ(cut.read(buf, 16), 3u);
@@ -1129,7 +1115,7 @@ TEST(Base64, PaddedGroupEndsThePassAndAGroupCutShortGivesNothing)
 TEST(Base64, BytesAbove127AreInvalid)
 {
     std::string path = tempFile("hi.txt");
-    spit(path, "TWFu\xc3\xa9");
+    kvtest::writeFile(path, "TWFu\xc3\xa9");
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     in.openBase64();
     char buf[8];
@@ -1150,13 +1136,13 @@ TEST(Base64, OpeningASecondSectionEndsTheFirst)
         out.closeBase64();
         out.closeBase64();
     }
-    EXPECT_EQ(slurp(path), "TQ==YQ==");
+    EXPECT_EQ(kvtest::readFile(path), "TQ==YQ==");
 }
 
 TEST(Base64, PadInTheThirdPlaceDropsOnlyTheSecondByte)
 {
     std::string path = tempFile("odd.txt");
-    spit(path, "TQ=BTWFu");
+    kvtest::writeFile(path, "TQ=BTWFu");
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     in.openBase64();
     char buf[16];
@@ -1170,7 +1156,7 @@ TEST(Base64, PadInTheThirdPlaceDropsOnlyTheSecondByte)
 TEST(Base64, TheFirstByteOfAGroupAlwaysComesOut)
 {
     std::string path = tempFile("pads.txt");
-    spit(path, "====TQ==");
+    kvtest::writeFile(path, "====TQ==");
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     in.openBase64();
     char buf[16] = {1, 1};
@@ -1184,14 +1170,14 @@ TEST(Base64, TheFirstByteOfAGroupAlwaysComesOut)
 TEST(Base64, OnlyBlankTabLineFeedAndReturnAreSkipped)
 {
     std::string path = tempFile("ff.txt");
-    spit(path, "TWFu\fTWFu");
+    kvtest::writeFile(path, "TWFu\fTWFu");
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     in.openBase64();
     char buf[16];
     EXPECT_EQ(in.read(buf, 16), 3u);
     in.closeBase64();
     EXPECT_EQ(in.get(), '\f') << "a form feed is invalid and is put back";
-    spit(path, "TW\vFu");
+    kvtest::writeFile(path, "TW\vFu");
     kvfstream vt(path.c_str(), KvOpenIn | KvOpenBinary);
     vt.openBase64();
     EXPECT_EQ(vt.read(buf, 16), 0u) << "a group cut short by an invalid character gives nothing";
@@ -1203,7 +1189,7 @@ TEST(Base64, SmallReadsAcrossBlocksGiveTheSameBytes)
     for (int i = 0; i < 7001; ++i)
         bytes += static_cast<char>(i * 37 + (i >> 5));
     std::string path = tempFile("small.txt");
-    spit(path, base64FileText(bytes) + "#");
+    kvtest::writeFile(path, base64FileText(bytes) + "#");
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     in.openBase64();
     std::string got;
@@ -1223,7 +1209,7 @@ TEST(Base64, ExactlyOneBlockReadsWholeThenNothing)
 {
     std::string bytes(3000, '\x5a');
     std::string path = tempFile("one.txt");
-    spit(path, base64FileText(bytes));
+    kvtest::writeFile(path, base64FileText(bytes));
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     in.openBase64();
     std::vector<char> got(4000);
@@ -1239,13 +1225,13 @@ TEST(Base64, PendingBlockIsNotWrittenByCloseAlone)
     out.openBase64();
     out.write("abc", 3);
     out.close();
-    EXPECT_EQ(slurp(path), "");
+    EXPECT_EQ(kvtest::readFile(path), "");
 }
 
 TEST(Base64, GetIgnoresTheSection)
 {
     std::string path = tempFile("g.txt");
-    spit(path, "TWFu");
+    kvtest::writeFile(path, "TWFu");
     kvfstream in(path.c_str(), KvOpenIn);
     in.openBase64();
     EXPECT_EQ(in.get(), 'T');
@@ -1320,7 +1306,7 @@ TEST(YStringStreamForm, SaveGoesThroughTheDeviceSoABase64SectionHoldsIt)
         out.closeBase64();
         out << "\n.end\n";
     }
-    EXPECT_EQ(slurp(path), "AwBhYmM=\n.end\n");
+    EXPECT_EQ(kvtest::readFile(path), "AwBhYmM=\n.end\n");
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     in.openBase64();
     YString back;
@@ -1373,7 +1359,7 @@ TEST(YStringStreamForm, AtTheEndOfAFileRestoreFails)
         EXPECT_TRUE(YString("net").save(out));
         EXPECT_TRUE(YString("longer form").saveLong(out));
     }
-    EXPECT_EQ(slurp(path), std::string("\x03\x00net\x0b\x00\x00\x00longer form", 20));
+    EXPECT_EQ(kvtest::readFile(path), std::string("\x03\x00net\x0b\x00\x00\x00longer form", 20));
     kvfstream in(path.c_str(), KvOpenIn | KvOpenBinary);
     YString a;
     EXPECT_EQ(in.read(&a, false), 1);
@@ -1559,7 +1545,7 @@ TEST(GetLine, FileAndMemoryDevicesGiveTheSameLinesAndCounts)
     std::string text = "first\n\n" + std::string(1200, 'w') + "\nmid\0dle\n" + std::string(530, 'e');
     text[7 + 1200 + 4] = '\0';
     std::string path = tempFile("same.txt");
-    spit(path, text);
+    kvtest::writeFile(path, text);
     kvfstream file(path.c_str(), KvOpenIn | KvOpenBinary);
     kvstrstream memory(text.data(), static_cast<int>(text.size()));
     for (int i = 0; i < 7; ++i) {

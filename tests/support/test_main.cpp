@@ -9,6 +9,8 @@
 #include <QStringList>
 
 #include <atomic>
+#include <fstream>
+#include <sstream>
 #include <cstdlib>
 #include <map>
 #include <unistd.h>
@@ -85,6 +87,22 @@ std::string makeTempDir(const std::string &prefix)
                        std::to_string(counter++);
     QDir().mkpath(QString::fromStdString(path));
     return path;
+}
+
+std::string readFile(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream all;
+    all << in.rdbuf();
+    return all.str();
+}
+
+bool writeFile(const std::string &path, const std::string &text)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+    out.close();
+    return static_cast<bool>(out);
 }
 
 std::string selfPath()

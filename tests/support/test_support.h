@@ -26,6 +26,12 @@ std::string tempRoot();
 /// A fresh empty directory under tempRoot(), unique per call.
 std::string makeTempDir(const std::string &prefix = "t");
 
+/// The whole content of the file at \p path (empty if it cannot be read).
+std::string readFile(const std::string &path);
+
+/// Replaces the file at \p path with \p text; false if it cannot be written.
+bool writeFile(const std::string &path, const std::string &text);
+
 /// Path of this test binary.
 std::string selfPath();
 
