@@ -213,8 +213,11 @@ TEST(YStringConcat, DestroyReleasesWithoutAString)
 {
     YString a("x");
     TempString &t = a.concat("y");
+    EXPECT_STREQ(t.theString(), "xy");
     t.Destroy(); // ASan reports a leak if the block were kept
-    SUCCEED();
+    // The source string never shared the TempString's block.
+    EXPECT_STREQ(a.tocs(), "x");
+    EXPECT_EQ(a.getRefCount(), 1);
 }
 
 // ---------------------------------------------------------------------------
