@@ -686,15 +686,15 @@ void FilePrintfBuf::printf_local(const char *text)
 {
     if (file == nullptr)
         return;
-    char small[256];
-    int n = kv::detail::renderLiteral(small, sizeof small, text);
-    if (static_cast<std::size_t>(n) < sizeof small) {
-        std::fwrite(small, 1, static_cast<std::size_t>(n), file);
-        return;
+    // Literal text read as a format without arguments: each "%%" gives one '%'.
+    const char *run = text;
+    for (const char *p = text; *p != 0; ++p) {
+        if (p[0] == '%' && p[1] == '%') {
+            std::fwrite(run, 1, static_cast<std::size_t>(p + 1 - run), file);
+            run = ++p + 1;
+        }
     }
-    YString big(text);
-    big.substituteAll("%%", "%");
-    std::fwrite(big.tocs(), 1, static_cast<std::size_t>(big.length()), file);
+    std::fwrite(run, 1, std::strlen(run), file);
 }
 
 // ---------------------------------------------------------------------------

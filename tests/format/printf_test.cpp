@@ -593,3 +593,15 @@ TEST(PrintfParse, HugeWidthsAndPrecisionsAreCapped)
     EXPECT_TRUE(sp_sprintf(small, sizeof small, "%999999999999s|", PrintfArg("x")));
     EXPECT_STREQ(small, "|");
 }
+
+TEST(FileSink, LiteralTextMatchesTheStringSink)
+{
+    for (const char *format : {"a%%%%b", "a%%%%%%b%%", "100%%%% sure", "%%%%%%%%"}) {
+        std::FILE *f = std::tmpfile();
+        ASSERT_NE(f, nullptr);
+        EXPECT_TRUE(sp_fprintf(f, format));
+        EXPECT_EQ(readFile(f), fmt(format)) << format;
+        std::fclose(f);
+    }
+    EXPECT_EQ(fmt("a%%%%%%b%%"), "a%%b%");
+}
